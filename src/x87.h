@@ -1,0 +1,118 @@
+// x87 control word, status word and explicit rounding points.
+//
+// GCC 12's C++ front end keeps double and float values in 80-bit x87
+// registers and does not round them on assignment or cast ("fast" excess
+// precision).  With the precision-control field at 53 bits every arithmetic
+// result already has a double significand, but it keeps the wider exponent
+// range of the register: values beyond DBL_MAX do not overflow and tiny ones
+// do not become subnormal until they are stored.  Every point where an
+// algorithm depends on that rounding (or on the flag the store raises) goes
+// through round_to<T>() below; nothing else in the library relies on the
+// compiler spilling a value.
+#pragma once
+
+#include <cstdint>
+
+#include "kelvm.h"
+
+#define KEL_API extern "C" __attribute__((visibility("default")))
+
+namespace kel {
+
+// Control-word fields.
+inline constexpr uint16_t kPrecisionRoundingMask = 0xF00;  // PC (bits 8-9) and RC (bits 10-11)
+inline constexpr uint16_t kPrecision53Nearest = 0x200;     // real families
+inline constexpr uint16_t kPrecision64Nearest = 0x300;     // complex families
+inline constexpr uint16_t kRoundingMask = 0xC00;
+
+// Status-word exception flags.
+inline constexpr uint16_t kFlagInvalid = 0x01;
+inline constexpr uint16_t kFlagDenormal = 0x02;
+inline constexpr uint16_t kFlagDivByZero = 0x04;
+inline constexpr uint16_t kFlagOverflow = 0x08;
+inline constexpr uint16_t kFlagUnderflow = 0x10;
+inline constexpr uint16_t kFlagInexact = 0x20;
+inline constexpr uint16_t kFlagMask = 0x3F;
+
+inline uint16_t control_word() {
+  uint16_t cw;
+  asm volatile("fnstcw %0" : "=m"(cw) : : "memory");
+  return cw;
+}
+
+inline void set_control_word(uint16_t cw) { asm volatile("fldcw %0" : : "m"(cw) : "memory"); }
+
+inline uint16_t status_word() {
+  uint16_t sw;
+  asm volatile("fnstsw %0" : "=m"(sw) : : "memory");
+  return sw;
+}
+
+inline void clear_exception_flags() { asm volatile("fnclex" : : : "memory"); }
+
+// Rounds v to the format T (float or double) at this exact point by storing it
+// to memory and loading it back.  The store is the rounding: it produces the
+// format's overflow, underflow and subnormal results and raises their flags.
+// The volatile slot keeps the compiler from eliding the store or reusing the
+// unrounded register value.
+template <class T>
+inline T round_to(long double v) {
+  volatile T slot = static_cast<T>(v);
+  return slot;
+}
+
+inline double round_to_double(long double v) { return round_to<double>(v); }
+inline float round_to_float(long double v) { return round_to<float>(v); }
+
+// Stores v to a discarded T only for the exception flags the store raises.
+template <class T>
+inline void raise_by_store(long double v) {
+  volatile T slot = static_cast<T>(v);
+  (void)slot;
+}
+
+// Hides a constant from the optimiser so that an expression such as
+// huge * huge is evaluated at run time, in the x87 unit, and raises its flags.
+template <class T>
+inline T opaque(T v) {
+  asm volatile("" : "+m"(v));
+  return v;
+}
+
+// Bit patterns.
+inline uint64_t bits(double x) { return __builtin_bit_cast(uint64_t, x); }
+inline uint32_t bits(float x) { return __builtin_bit_cast(uint32_t, x); }
+inline double double_from_bits(uint64_t b) { return __builtin_bit_cast(double, b); }
+inline float float_from_bits(uint32_t b) { return __builtin_bit_cast(float, b); }
+inline uint32_t high_word(double x) { return static_cast<uint32_t>(bits(x) >> 32); }
+inline uint32_t low_word(double x) { return static_cast<uint32_t>(bits(x)); }
+
+// Classes read from the pattern alone: no comparison, so no flag even for a
+// signalling NaN.
+inline bool is_inf_or_nan(double x) { return (high_word(x) & 0x7FF00000) == 0x7FF00000; }
+inline bool is_inf_or_nan(float x) { return (bits(x) & 0x7F800000) == 0x7F800000; }
+inline bool is_zero(double x) { return (bits(x) << 1) == 0; }
+inline bool is_zero(float x) { return (bits(x) << 1) == 0; }
+
+// Takes the x87 precision and rounding fields under control for one call:
+// if bits 8-11 of the caller's control word differ from Guard, the word is
+// rewritten with those bits replaced by Guard (other bits kept) and restored by
+// the destructor; an exact match leaves the word untouched.
+template <uint16_t Guard>
+class PrecisionGuard {
+ public:
+  PrecisionGuard() : saved_(control_word()), changed_((saved_ & kPrecisionRoundingMask) != Guard) {
+    if (changed_) set_control_word(static_cast<uint16_t>((saved_ & ~kPrecisionRoundingMask) | Guard));
+  }
+  ~PrecisionGuard() {
+    if (changed_) set_control_word(saved_);
+  }
+  PrecisionGuard(const PrecisionGuard&) = delete;
+  PrecisionGuard& operator=(const PrecisionGuard&) = delete;
+
+ private:
+  uint16_t saved_;
+  bool changed_;
+};
+
+}  // namespace kel

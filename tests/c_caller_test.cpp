@@ -1,0 +1,11 @@
+#include <gtest/gtest.h>
+
+extern "C" int kelvm_c_version_ok(void);
+extern "C" int kelvm_c_inv_ok(void);
+extern "C" int kelvm_c_sizes_ok(void);
+
+TEST(CCaller, HeaderAndCallsFromC99) {
+  EXPECT_TRUE(kelvm_c_version_ok());
+  EXPECT_TRUE(kelvm_c_inv_ok());
+  EXPECT_TRUE(kelvm_c_sizes_ok());
+}
