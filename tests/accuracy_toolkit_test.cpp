@@ -12,6 +12,7 @@
 
 #include "accuracy.h"
 #include "check.h"
+#include "fpu.h"
 #include "kelvm.h"
 #include "references.h"
 
@@ -102,7 +103,14 @@ TEST(CorrectlyRounded, AgreesWithGlibcOnSqrtAndReciprocal) {
     const double rd = cr_unary<double>(ref_inv, d), sd = cr_unary<double>(mpfr_sqrt, ad);
     const float rf = cr_unary<float>(ref_inv, f), sf = cr_unary<float>(mpfr_sqrt, af);
     subnormal_results += std::fpclassify(rd) == FP_SUBNORMAL;
-    const bool ok = same_bits(rd, ddivl(1.0L, d)) && same_bits(sd, dsqrtl(ad)) && same_bits(sd, std::sqrt(ad)) &&
+    // On i386 sqrt is the x87 square root, which rounds correctly to double
+    // only under 53-bit precision control (at 64 bits it would round twice).
+    volatile double libm_sqrt;
+    {
+      kelfpu::ScopedControlWord cw(kelfpu::kDouble);
+      libm_sqrt = std::sqrt(ad);
+    }
+    const bool ok = same_bits(rd, ddivl(1.0L, d)) && same_bits(sd, dsqrtl(ad)) && same_bits(sd, +libm_sqrt) &&
                     same_bits(rf, fdiv(1.0, f)) && same_bits(sf, fsqrt(af)) && same_bits(sf, std::sqrt(af));
     if (!ok && mismatches++ < 5) ADD_FAILURE() << "x = " << hex(d) << " / " << hex(f);
   }
@@ -292,6 +300,36 @@ TEST(Generators, ReproducibleSizedAndCoverTheirRegions) {
   EXPECT_GT(std::count_if(ld.begin(), ld.end(), [](long double x) { return x > 0 && x < 0x1p-16382L; }), 50);
 }
 
+// The same seed gives the same inputs on the i386 and the native build: a
+// hash of every generator's output is fixed.
+uint64_t fnv(uint64_t h, const void* p, size_t n) {
+  for (size_t i = 0; i < n; ++i) h = (h ^ static_cast<const unsigned char*>(p)[i]) * 0x100000001b3ull;
+  return h;
+}
+template <class T>
+uint64_t hash_inputs(uint64_t h, const Inputs<T>& in) {
+  auto add = [&](const std::vector<T>& v) {
+    for (const T& x : v) h = fnv(h, &x, sizeof(T) == 12 || sizeof(T) == 16 ? 10 : sizeof(T));
+  };
+  add(in.a);
+  add(in.b);
+  add(in.scalars);
+  return h;
+}
+
+TEST(Generators, IdenticalOnBothBuilds) {
+  uint64_t h = 0xcbf29ce484222325ull;
+  for (const auto& f : real_functions()) h = hash_inputs(hash_inputs(h, f.gen32(200, 9)), f.gen64(200, 9));
+  for (const auto& f : kernel_functions()) h = hash_inputs(h, f.gen(200, 9));
+  uint64_t hc = 0xcbf29ce484222325ull;
+  for (const auto& f : complex_functions()) {
+    for (const auto& z : f.gen64(200, 9).a) hc = fnv(fnv(hc, &z.re, 8), &z.im, 8);
+    for (const auto& z : f.gen32(200, 9).a) hc = fnv(fnv(hc, &z.re, 4), &z.im, 4);
+  }
+  EXPECT_EQ(h, 15841101690643250652ull) << std::hex << h;
+  EXPECT_EQ(hc, 4236432301753482092ull) << std::hex << hc;
+}
+
 TEST(Registry, NamesEveryExportedFunctionOnce) {
   const auto names = exported_names();
   std::set<std::string> unique;
@@ -392,7 +430,7 @@ TEST(CheckHelper, RegisteredInvAndDiv) {
   ASSERT_TRUE(sample_registered("kelsDiv_64f_A53", reinterpret_cast<AnyFunction>(&kelsDiv_64f_A53), 3000, 5, &s,
                                 &bound, &error));
   EXPECT_EQ(bound, 1.0);
-  EXPECT_LE(s.max_ulps, 0.5) << s.describe("Div");
+  EXPECT_LE(s.max_ulps, 1.0) << s.describe("Div");
   EXPECT_FALSE(sample_registered("kelsNoSuch_64f_A53", nullptr, 10, 1, &s, &bound, &error));
 }
 

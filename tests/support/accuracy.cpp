@@ -491,12 +491,25 @@ double bound_for_flavour(const std::string& flavour) {
   return 0.0;  // "exact" and anything unknown
 }
 
+// A uniform integer in [lo, hi] by rejection.  libstdc++'s
+// uniform_int_distribution picks a different algorithm on 32-bit and 64-bit
+// hosts, which would give the two builds different inputs.
+static int64_t uniform_in(std::mt19937_64& rng, int64_t lo, int64_t hi) {
+  const uint64_t span = static_cast<uint64_t>(hi) - static_cast<uint64_t>(lo) + 1;  // 0: all 2^64
+  if (span == 0) return static_cast<int64_t>(rng());
+  const uint64_t limit = UINT64_MAX - UINT64_MAX % span;
+  uint64_t r;
+  do r = rng();
+  while (r >= limit);
+  return static_cast<int64_t>(static_cast<uint64_t>(lo) + r % span);
+}
+
 template <class T>
 std::vector<T> random_bits_in(T lo, T hi, size_t n, uint64_t seed) {
   std::mt19937_64 rng(seed);
-  std::uniform_int_distribution<int64_t> pick(ordered(lo), ordered(hi));
+  const int64_t a = ordered(lo), b = ordered(hi);
   std::vector<T> out(n);
-  for (auto& x : out) x = from_ordered<T>(pick(rng));
+  for (auto& x : out) x = from_ordered<T>(uniform_in(rng, a, b));
   return out;
 }
 

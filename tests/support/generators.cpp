@@ -104,9 +104,12 @@ Sampler<T>& Sampler<T>::around(const std::vector<T>& points, int ulps, double sh
 template <class T>
 Sampler<T>& Sampler<T>::multiples(int (*constant)(mpfr_ptr, mpfr_rnd_t), int scale_exp, double kmax, int ulps,
                                   double share) {
-  std::uniform_real_distribution<double> logk(0, std::log(kmax));
+  // |k| log-uniform: a random bit length, then a random k of that length.
+  const int bits_max = std::max(1, std::ilogb(kmax));
   for (size_t i = 0, m = count(share); i < m; ++i) {
-    const double k = std::floor(std::exp(logk(rng_))) * (rng_() & 1 ? -1 : 1);
+    const int len = static_cast<int>(rng_() % bits_max);
+    const uint64_t kk = (uint64_t{1} << len) | (rng_() & ((uint64_t{1} << len) - 1));
+    const double k = static_cast<double>(kk) * (rng_() & 1 ? -1 : 1);
     const T x = rounded<T>([&](mpfr_ptr r) {
       constant(r, MPFR_RNDN);
       mpfr_mul_2si(r, r, scale_exp, MPFR_RNDN);
@@ -432,7 +435,11 @@ Inputs<T> gen_pow(size_t n, uint64_t seed) {
         const T xi = T(u(r));
         const double lim = (r() & 1) ? Format<T>::max_exp + 1 : Format<T>::min_exp - Format<T>::digits;
         in.a[i] = xi;
-        in.b[i] = T(lim / std::log2(static_cast<double>(xi)));
+        in.b[i] = rounded<T>([&](mpfr_ptr q) {
+          mpfr_set_ld(q, xi, MPFR_RNDN);
+          mpfr_log2(q, q, MPFR_RNDN);
+          mpfr_d_div(q, lim, q, MPFR_RNDN);
+        });
         break;
       }
       case 1:  // negative base with an integer exponent
@@ -473,14 +480,13 @@ std::vector<C> zip(const std::vector<T>& re, const std::vector<T>& im) {
 template <class C, class T = typename PartOf<C>::type>
 void complex_regions(std::vector<C>& z, uint64_t seed) {
   std::mt19937_64 r(seed);
-  std::uniform_real_distribution<double> angle(-M_PI, M_PI);
   for (size_t i = 0; i < z.size(); i += 3) {
     switch (r() % 6) {
       case 0: z[i].im = (r() & 1) ? T(0) : -T(0); break;
       case 1: z[i].re = (r() & 1) ? T(0) : -T(0); break;
-      case 2: {
-        const double t = angle(r);
-        z[i] = C{T(std::cos(t)), T(std::sin(t))};
+      case 2: {  // on the unit circle, from the rational parametrisation
+        const T t = T(static_cast<int>(r() % 2001) - 1000) / 1000;
+        z[i] = C{(1 - t * t) / (1 + t * t), 2 * t / (1 + t * t)};
         break;
       }
       case 3: z[i].im = std::nextafter(T(0), T(r() & 1 ? 1 : -1)) * T(1 + r() % 100); break;
