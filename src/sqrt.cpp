@@ -8,30 +8,34 @@
 //   p and the top eight fraction bits.  g = m' * y approximates sqrt(m') and
 //   h = y/2 approximates 1/(2 sqrt(m')); three coupled Newton steps
 //       r = 1/2 - g*h,  g += r*g,  h += r*h
-//   square the relative error each time (2^-8.5 -> 2^-17 -> 2^-34 -> the
-//   rounding level of g, a few ulps).  Then g is split into 26-bit halves
-//   (Dekker, constant 2^27 + 1) so that d = m' - g^2 is computed exactly, and
-//   z = g + h*d is one Newton correction from an exact residual: its error
-//   before the last rounding is about |h - 1/(2 sqrt m')| * |d| plus
-//   (g - sqrt m')^2 / (2 sqrt m'), far below 2^-60 relative, so z is the
-//   correctly rounded double except when sqrt(m') lies within that distance
-//   of a rounding boundary.  The result 2^k * z (k = (u - p)/2) is exact:
-//   the root of a positive double lies in [2^-537, 2^512).
+//   roughly square the relative error each time (below 2^-8.7 for the seed,
+//   then about 2^-17, 2^-35 and finally the rounding level of g, a few
+//   ulps).  Then g is split into 26-bit halves (Dekker, constant 2^27 + 1) so
+//   that d = m' - g^2 is computed exactly, and z = g + h*d is one Newton
+//   correction from an exact residual.  Before its last rounding z is below
+//   sqrt(m') by (g - sqrt m')^2 / (2 sqrt m') plus the rounding of h*d and
+//   the error of h times |d|: a small multiple of 2^-53 ulp.  The result
+//   2^k * z (k = (u - p)/2) is exact: the root of a positive double lies in
+//   [2^-537, 2^512).
 //
-// Measured: the float members are correctly rounded for every positive
-// float (all 2139095039 of them); the double members gave no incorrectly
-// rounded result on 10^8 random doubles (see tests/sqrt_test.cpp).
+// Measured: every result is correctly rounded on every positive float
+// (2139095039 of them), on 10^8 random doubles, and on every significand
+// whose root lies within 2^-43 ulp of the midpoint between two doubles (the
+// hardest cases, enumerated in tests/sqrt_test.cpp).
 //
 // Rounding points.  Every step is a double operation: under the 0x200 guard
 // each x87 add, subtract and multiply already rounds its significand to 53
-// bits, and every intermediate (seeds, g, h, the residuals, z) lies in
-// [2^-70, 4], far inside the double exponent range, so the register value is
-// the rounded double that a store would give.  The one value that must be in
-// memory as a double is the pre-scaled subnormal, whose exponent field is
-// read back (round_to below); it is exact.  The only inexact rounding of a
-// float member is the final store of the double z * 2^k to the float element,
-// and for a square root that double rounding is harmless: a float square
-// root is never within 2^-50 relative of a float rounding boundary.
+// bits, and every intermediate (seeds, g, h, the residuals, z) is zero or of
+// magnitude between 2^-120 and 4, far inside the double exponent range, so
+// the register value is the rounded double that a store would give.  The
+// Dekker split and the exact residual depend on that 53-bit rounding to
+// nearest, which is why the guard matters here (a 64-bit register would
+// leave ghi with 37 bits).  The one value that must be in memory as a double
+// is the pre-scaled subnormal, whose exponent field is read back (round_to
+// below); it is exact.  The only inexact rounding of a float member is the
+// final store of the double z * 2^k to the float element, and for a square
+// root that double rounding is harmless: a float square root is never within
+// 2^-50 relative of a float rounding boundary, the double z is within 2^-53.
 #include "frame.h"
 #include "sqrt_data.h"
 

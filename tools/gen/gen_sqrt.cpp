@@ -3,7 +3,7 @@
 // Seeds: for p = 0, 1 and j = 0..255, the reciprocal square root of
 // 2^p * (1 + j/256) (the lower end of the interval that the top eight
 // fraction bits of the argument select), rounded to the nearest multiple of
-// 2^-11 (at most 11 significant bits, relative error below 2^-8.5 over the
+// 2^-11 (at most 11 significant bits, relative error below 2^-8.7 over the
 // interval).  No
 // value 2048 / sqrt(q) is halfway between integers: a tie would need
 // q = 2^24 / o^2 with o odd and o > 2048, but the denominator of q is a power
