@@ -282,7 +282,6 @@ TEST(Sqrt, CorrectlyRoundedOnRandomDoubles) {
   EXPECT_EQ(bad, 0u) << bad << " of " << n << "; first: " << first;
   std::printf("[ measured ] Sqrt 64f: %zu of %zu random doubles not correctly rounded\n", bad, n);
 }
-}
 
 // ---- Floats -----------------------------------------------------------------
 
