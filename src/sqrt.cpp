@@ -10,11 +10,12 @@
 //       r = 1/2 - g*h,  g += r*g,  h += r*h
 //   roughly square the relative error each time (below 2^-8.7 for the seed,
 //   then about 2^-17, 2^-35 and finally the rounding level of g, a few
-//   ulps).  Then g is split into 26-bit halves (Dekker, constant 2^27 + 1) so
-//   that d = m' - g^2 is computed exactly, and z = g + h*d is one Newton
-//   correction from an exact residual.  Before its last rounding z is below
-//   sqrt(m') by (g - sqrt m')^2 / (2 sqrt m') plus the rounding of h*d and
-//   the error of h times |d|: a small multiple of 2^-53 ulp.  The result
+//   ulps; at most 2 measured).  Then g is split into 26-bit halves (Dekker,
+//   constant 2^27 + 1) so that the residual d = m' - g^2 is formed from exact
+//   products with one rounding at most, in the last subtraction, and
+//   z = g + h*d is one Newton correction.  Before its last rounding z is
+//   below sqrt(m') by (g - sqrt m')^2 / (2 sqrt m') and off by the roundings
+//   of d and h*d and the error of h times |d|: a small multiple of 2^-53 ulp.  The result
 //   2^k * z (k = (u - p)/2) is exact: the root of a positive double lies in
 //   [2^-537, 2^512).
 //
@@ -104,10 +105,12 @@ inline double positive_root(double x, bool subnormal) {
     h = hn;
   }
 
-  // Dekker split: ghi has 26 significant bits and glo = g - ghi at most 26,
-  // so ghi*ghi, (2*ghi)*glo and glo*glo are exact products, and each
-  // subtraction is exact because the running residual shrinks by cancellation
-  // (m' and ghi^2 agree to about 26 bits, then to 53): d3 = m' - g^2 exactly.
+  // Dekker split: ghi has 26 significant bits and glo = g - ghi fits in 26,
+  // so ghi*ghi, (2*ghi)*glo and glo*glo are exact products.  d1 and d2 are
+  // exact subtractions (m' and ghi^2 agree to about 26 bits, and d1 and
+  // (2*ghi)*glo to about 26 more); d3 = m' - g^2 is a multiple of 2^-104 of
+  // magnitude up to about 2^-49, so its subtraction may round (relative
+  // 2^-53 of a residual of a few ulps: harmless).
   const double v0 = g * t[tab::kSplit];
   const double v = v0 - g;
   const double ghi = v0 - v;
