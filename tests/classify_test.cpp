@@ -82,6 +82,31 @@ TEST(Abs, DoubleClearsTheSignBitOnly) {
   }
 }
 
+#if defined(__i386__)
+// On i386 the result travels in st(0).  Read as the 80-bit register value
+// (same return convention) it shows what the function itself did, before the
+// caller's store to double: a signalling NaN must arrive with its payload,
+// still signalling, and without the invalid flag a load from the double
+// format would raise.
+TEST(Abs, DoubleResultRegisterOnI386) {
+  const auto raw = reinterpret_cast<long double (*)(double)>(reinterpret_cast<void (*)()>(orx_dabs_scalar));
+  const uint64_t patterns[] = {0xFFF4000000000001, 0x7FF0000000000400, 0x8000000000000001};
+  const uint64_t widened[] = {0xA000000000000800, 0x8000000000200000, 0x8000000000000000};
+  const uint16_t exponents[] = {0x7FFF, 0x7FFF, 16383 - 1074};
+  for (int i = 0; i < 3; ++i) {
+    ScopedControlWord cw(kDefault);
+    const long double y = raw(from_bits(patterns[i]));
+    EXPECT_EQ(flags() & 0x3F, 0) << std::hex << patterns[i];
+    uint64_t m;
+    uint16_t se;
+    std::memcpy(&m, &y, 8);
+    std::memcpy(&se, reinterpret_cast<const char*>(&y) + 8, 2);
+    EXPECT_EQ(m, widened[i]) << std::hex << patterns[i];
+    EXPECT_EQ(se, exponents[i]) << std::hex << patterns[i];
+  }
+}
+#endif
+
 TEST(Abs, FloatClearsTheSignBit) {
   const uint32_t patterns[] = {0xBF800000, 0x80000001, 0x80000000, 0xFF800000, 0xFFC00123, 0x7F7FFFFF};
   for (uint32_t p : patterns) {
