@@ -1,4 +1,5 @@
-// Long-double arctangent of y/x in the quadrant of (x, y): orxatan2l_scalar.
+// Long-double arctangent of y/x in the quadrant of (x, y), orxatan2l_scalar,
+// and the arctangent orxatanl_scalar.
 //
 // Method.  With a = min(|x|, |y|) and b = max(|x|, |y|), both scaled by the
 // same power of 2 so that b lies in [1, 2), the kernel computes atan(a/b) in
@@ -61,9 +62,7 @@ inline DD atan_ratio(long double a, long double b) {
   return {h.hi, h.lo + (row.lo + vl + poly)};
 }
 
-}  // namespace
-
-KEL_API long double orxatan2l_scalar(long double y, long double x) {
+inline long double atan2_core(long double y, long double x) {
   const Atan2Data& t = kAtan2;
   Fields fy = fields(y), fx = fields(x);
   const uint32_t ey = fy.se & kExpMask, ex = fx.se & kExpMask;
@@ -126,3 +125,12 @@ KEL_API long double orxatan2l_scalar(long double y, long double x) {
   }
   return negate_if(r, yneg);
 }
+
+}  // namespace
+
+KEL_API long double orxatan2l_scalar(long double y, long double x) { return atan2_core(y, x); }
+
+// atan(x) = atan2(x, 1): the same placement and error, with atan(+-inf) =
+// +-pi/2 and a tiny x returned as itself (inexact, and underflow when
+// subnormal).
+KEL_API long double orxatanl_scalar(long double x) { return atan2_core(x, 1.0L); }

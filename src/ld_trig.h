@@ -72,7 +72,7 @@ inline DD fast_two_sum(long double a, long double b) {
 
 // Splits a into hi + lo, each with at most 32 significant bits.
 inline DD split(long double a) {
-  const long double c = a * 0x1.00000002p+32L;  // 2^32 + 1
+  const long double c = a * 0x1.00000001p+32L;  // 2^32 + 1
   const long double hi = c - (c - a);
   return {hi, a - hi};
 }

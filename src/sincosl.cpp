@@ -1,5 +1,5 @@
-// Long-double sine and cosine: orxsinl_scalar, orxcosl_scalar,
-// orxsincosl_scalar.
+// Long-double sine, cosine and tangent: orxsinl_scalar, orxcosl_scalar,
+// orxsincosl_scalar, orxtanl_scalar.
 //
 // Method.  x = k pi/2 + r with |r| <= pi/4 (plus 2^-40 in the medium range),
 // r carried as a pair rh + rl of about 128 bits:
@@ -11,15 +11,16 @@
 //                   288-bit window of 2/pi chosen by the exponent, so the
 //                   quadrant and at least 190 fraction bits are exact; the
 //                   fraction times pi/2 gives r.
-// Across the whole long-double range the reduced argument never comes closer
-// to 0 than about 2^-84 relative to the 128 bits carried (the hardest cases
-// found by continued fractions, see the tests), so r keeps more than 64 good
-// bits.  Then |r| = j/64 + u, |u| <= 1/128, and
+// Over the whole long-double range x 2/pi comes no closer to an integer than
+// about 2^-76 (the hardest cases, found by continued fractions, are in the
+// tests), so both reductions leave r with more than 100 good bits.  Then |r| = j/64 + u, |u| <= 1/128, and
 //   sin(j/64 + u) = S_j cos u + C_j sin u,  cos(j/64 + u) = C_j cos u - S_j sin u
 // with S_j, C_j from the table as head + tail, the products C_j u and S_j u
 // exact (Dekker), and Taylor polynomials for sin u - u and cos u - 1 whose
-// contribution is below 2^-14 of the result.  Measured error: below 0.51 ulp
-// of the 64-bit significand on every range (see tests/ld_trig_test.cpp).
+// contribution is below 2^-14 of the result.  The tangent divides the two
+// head + tail pairs (tan r, or -cos r / sin r for odd k) with one rounding.
+// Measured error: below 0.51 ulp of the 64-bit significand on every range
+// (see tests/ld_trig_test.cpp).
 //
 // All arithmetic assumes the caller's 64-bit precision with rounding to
 // nearest; the control word is never touched.  Special values: sin(+-0) = +-0
@@ -101,7 +102,7 @@ __attribute__((noinline)) Reduced reduce_large(Fields f) {
     if (++f2 == 0 && ++f1 == 0) ++f0;
   }
   // Normalise the 192-bit fraction (it is never zero: pi is irrational and
-  // the hardest long double leaves fewer than 90 leading zero bits).
+  // the hardest long double leaves about 76 leading zero bits).
   int z = 0;
   while (f0 == 0 && z < 128) f0 = f1, f1 = f2, f2 = 0, z += 64;
   const int c = __builtin_clzll(f0);
@@ -143,31 +144,50 @@ inline Point locate(long double rh, long double rl) {
   return {&t.rows[j], d, rl, ps, pc};
 }
 
-// S cos u + C sin u = S_hi + C_hi d + (the small terms).
-inline long double sin_at(const Point& p) {
+// S cos u + C sin u = S_hi + C_hi d + (the small terms), as head + tail.
+inline DD sin_dd(const Point& p) {
   const SinCosRow& w = *p.row;
   const DD cd = two_prod(w.cos_hi, p.d);
   const DD h = fast_two_sum(w.sin_hi, cd.hi);
   const long double tail =
       cd.lo + w.sin_lo + w.cos_hi * p.rl + w.cos_lo * p.d + (w.sin_hi * p.pc + w.cos_hi * p.ps);
-  return h.hi + (h.lo + tail);
+  return {h.hi, h.lo + tail};
 }
 
-// C cos u - S sin u = C_hi - S_hi d + (the small terms).
-inline long double cos_at(const Point& p) {
+// C cos u - S sin u = C_hi - S_hi d + (the small terms), as head + tail.
+inline DD cos_dd(const Point& p) {
   const SinCosRow& w = *p.row;
   const DD sd = two_prod(w.sin_hi, p.d);
   const DD h = fast_two_sum(w.cos_hi, -sd.hi);
   const long double tail =
       w.cos_lo - sd.lo - w.sin_hi * p.rl - w.sin_lo * p.d + (w.cos_hi * p.pc - w.sin_hi * p.ps);
-  return h.hi + (h.lo + tail);
+  return {h.hi, h.lo + tail};
+}
+
+inline long double sin_at(const Point& p) {
+  const DD v = sin_dd(p);
+  return v.hi + v.lo;
+}
+inline long double cos_at(const Point& p) {
+  const DD v = cos_dd(p);
+  return v.hi + v.lo;
+}
+
+// n / d for head + tail pairs, rounded once: the quotient head q, the exact
+// remainder n_hi - q d_hi (Dekker product, Sterbenz subtraction), one
+// correction.
+inline long double divide(const DD& n, const DD& d) {
+  const long double q = n.hi / d.hi;
+  const DD qd = two_prod(q, d.hi);
+  return q + (((n.hi - qd.hi) - qd.lo) + n.lo - q * d.lo) / d.hi;
 }
 
 inline long double negate_if(long double v, bool neg) { return neg ? -v : v; }
 
-enum : int { kSine = 1, kCosine = 2 };
+enum : int { kSine = 1, kCosine = 2, kTangent = 4 };
 
-// Stores sin(x) to *sn and cos(x) to *cs for the members of Want.
+// Stores sin(x) to *sn and cos(x) to *cs for the members of Want; for
+// kTangent, tan(x) to *sn.
 template <int Want>
 inline void sincos(long double x, long double* sn, long double* cs) {
   const Fields f = fields(x);
@@ -177,17 +197,17 @@ inline void sincos(long double x, long double* sn, long double* cs) {
   if (__builtin_expect(e == kExpMask || is_unnormal(f), 0)) {
     // Infinity: invalid, NaN.  NaN: quieted.  Unnormal: invalid, NaN.
     const long double r = (e == kExpMask && f.mant == 0x8000000000000000ull) ? x - x : x + x;
-    if (Want & kSine) *sn = r;
+    if (Want & (kSine | kTangent)) *sn = r;
     if (Want & kCosine) *cs = r;
     return;
   }
-  if (e < kBias - 32) {  // |x| < 2^-32: sin x = x, cos x = 1 after rounding
+  if (e < kBias - 32) {  // |x| < 2^-32: sin x = tan x = x, cos x = 1 after rounding
     if (f.mant != 0) {
       // A subnormal sine is tiny and inexact: underflow (the cosine, 1, is not).
-      if ((Want & kSine) && e == 0) kel::raise_by_store<long double>(kel::opaque(x) * x);
+      if ((Want & (kSine | kTangent)) && e == 0) kel::raise_by_store<long double>(kel::opaque(x) * x);
       kel::raise_by_store<long double>(kel::opaque(1.0L) + 0x1p-100L);    // inexact
     }
-    if (Want & kSine) *sn = x;
+    if (Want & (kSine | kTangent)) *sn = x;
     if (Want & kCosine) *cs = 1.0L;
     return;
   }
@@ -213,9 +233,15 @@ inline void sincos(long double x, long double* sn, long double* cs) {
   } else if constexpr (Want == kSine) {
     const long double v = odd ? cos_at(p) : negate_if(sin_at(p), rneg);
     *sn = negate_if(v, ((r.quadrant & 2) != 0) != xneg);
-  } else {
+  } else if constexpr (Want == kCosine) {
     const long double v = odd ? negate_if(sin_at(p), rneg) : cos_at(p);
     *cs = negate_if(v, ((r.quadrant + 1) & 2) != 0);
+  } else {
+    // tan(x) = tan(r) for even k, -cos(r)/sin(r) for odd k; odd in r and x.
+    // The tails are up to 2^-14 of the heads: renormalise before dividing.
+    const DD s0 = sin_dd(p), c0 = cos_dd(p);
+    const DD s = fast_two_sum(s0.hi, s0.lo), c = fast_two_sum(c0.hi, c0.lo);
+    *sn = negate_if(odd ? -divide(c, s) : divide(s, c), rneg != xneg);
   }
 }
 
@@ -238,4 +264,10 @@ KEL_API void orxsincosl_scalar(long double x, long double* sine, long double* co
   sincos<kSine | kCosine>(x, &s, &c);
   *sine = s;
   *cosine = c;
+}
+
+KEL_API long double orxtanl_scalar(long double x) {
+  long double t;
+  sincos<kTangent>(x, &t, nullptr);
+  return t;
 }
