@@ -13,7 +13,8 @@
 //                   fraction times pi/2 gives r.
 // Over the whole long-double range x 2/pi comes no closer to an integer than
 // about 2^-76 (the hardest cases, found by continued fractions, are in the
-// tests), so both reductions leave r with more than 100 good bits.  Then |r| = j/64 + u, |u| <= 1/128, and
+// tests), so both reductions leave r with more than 96 good bits.
+// Then |r| = j/64 + u, |u| <= 1/128, and
 //   sin(j/64 + u) = S_j cos u + C_j sin u,  cos(j/64 + u) = C_j cos u - S_j sin u
 // with S_j, C_j from the table as head + tail, the products C_j u and S_j u
 // exact (Dekker), and Taylor polynomials for sin u - u and cos u - 1 whose
