@@ -142,9 +142,10 @@ TEST(LdSinCos, AccuracyByRange) {
   for (const auto& r : ranges) expect_sincos_within(random_ld(r.lo, r.hi, count(r.n), 0x51C0 + r.lo), r.name);
   // The largest long double and the pi/4 and 2^20 switch points.
   std::vector<long double> edges = {LDBL_MAX, -LDBL_MAX, 0x1p20L, -0x1p20L};
-  for (long double e : {0x1.921fb54442d18469898cc51701b8p-1L, 0x1p20L, 0x1p-32L})
-    for (long double x = std::nextafter(e, 0.0L), i = 0; i < 3; ++i, x = std::nextafter(x, 10.0L * e))
-      edges.push_back(x), edges.push_back(-x);
+  for (long double e : {0x1.921fb54442d18469898cc51701b8p-1L, 0x1p20L, 0x1p-32L}) {
+    long double x = std::nextafter(e, 0.0L);
+    for (int i = 0; i < 3; ++i, x = std::nextafter(x, INFINITY)) edges.push_back(x), edges.push_back(-x);
+  }
   expect_sincos_within(edges, "switch points");
 }
 
