@@ -236,8 +236,13 @@ double _dTan(double x) {
   const double* pio32 = tab + ((n > -16384 && n < 16384) ? kTanSplitFine : kTanSplitCoarse);
   const double r1 = r - nd * pio32[0];  // exact
   const double p2 = nd * pio32[1];      // exact
-  const double r2 = r1 - p2;
-  const double e = (((r1 - r2) - p2) - nd * pio32[2]) + rl;
+  const double r2u = r1 - p2;
+  const double eu = (((r1 - r2u) - p2) - nd * pio32[2]) + rl;
+  // Renormalise: near a pole r1 - p2 cancels to a few ulps of r1, and eu may
+  // then be as large as 2^-12 of r2u; the reciprocal's correction eps must
+  // stay below 2^-17.  abs(r2u) > abs(eu) always (fast two-sum).
+  const double r2 = r2u + eu;
+  const double e = eu - (r2 - r2u);
 
   const double* row = tab + kTanRows + 20 * j;
   // Reciprocal term (weighted in the pole row only).
