@@ -5,16 +5,15 @@
 // the even integer k, and return (k/2) mod 4 as the quadrant and
 // (a*4/pi - k)*pi/4 as the reduced argument, signed like x.
 //
-// Medium path, a < 2^30: k from a*4/pi in double (a*4/pi is at least 1 ulp
-// away from an odd integer boundary only up to rounding; k is then simply the
-// other neighbour and the reduced argument a little beyond pi/4, which every
-// caller accepts), then a - k*pi/4 with pi/4 in four pieces (27-bit leading
-// piece, k < 2^24 below 2^23) or five pieces (20-bit leading piece, k < 2^31),
-// each product with k exact and the leading differences error-free.  The
-// pieces carry pi/4 to 2^-140 relative, so the absolute error is below 2^-108;
-// the nearest double to a multiple of pi/2 below 2^30 is farther than 2^-62
-// from it, which leaves 2^-46 relative: far below half an ulp of r[0]... and
-// r[1] holds the rest.
+// Medium path, a < 2^30: n = floor(fl(a*4/pi)) from the pattern of the
+// product (a product that rounds across an integer only moves k to the
+// neighbouring even integer, leaving the reduced argument an ulp beyond
+// pi/4), then a - k*pi/4 with pi/4 in four pieces (27-bit leading piece,
+// k < 2^24, below 2^23) or five pieces (20-bit leading piece, k < 2^31): every
+// product with k is exact and the leading differences are error-free.  The
+// last piece leaves about 2^-140 of pi/4, so the absolute error is at most
+// about 2^-116 for the largest k; on the doubles nearest to multiples of pi/2
+// (reduced arguments down to 2^-57 in this range) that is 2^-59 relative.
 //
 // Large path, a >= 2^30: a*4/pi is summed from exact products of the two
 // halves of a (26 and 27 bits, a scaled by 2^-200) with nine 25-bit pieces of
@@ -25,15 +24,17 @@
 // (integer part removed first) and the rounding errors form its low part; the
 // pieces reach 2^-144 absolute in units of pi/4, enough for the 62 bits of
 // cancellation of the worst double near a multiple of pi/2 plus 53 bits of
-// result.  The fraction is then split and multiplied by pi/4 in two pieces.
+// result.  The fraction is then split and multiplied by pi/4 in two pieces
+// (pi/4 to 2^-78 relative).
 //
 // Every step relies on 53-bit precision control with round-to-nearest (all
 // callers run under it): each x87 result is then rounded to a double
 // significand, which the error-free transformations need, and no intermediate
 // leaves the double exponent range, so the register values equal their
 // rounded doubles.  Measured error of r[0] + r[1] against a 4000-bit
-// reduction: below 2^-70 relative over every tested argument (see
-// tests/reduce_pio2_test.cpp).
+// reduction (tests/reduce_pio2_test.cpp): large path below 2^-75 relative on
+// every argument tried, the continued-fraction worst cases of every binade
+// included; medium path 2^-59 on its worst cases, 2^-87 elsewhere.
 #include "reduce_pio2.h"
 
 namespace kel::reduce {

@@ -24,7 +24,11 @@
 // the leading part added with two error-free sums (Chi*r2 is exact,
 // abs(Shi) >= abs(Chi*r2) except where Shi = 0, abs(Shi + Chi*r2) >=
 // abs(Clo*r2)), their errors joining the small bracket, which is added last.
-// Measured: 0.51 ulp (64f), 0.50 ulp plus the float rounding (32f).
+// The medium reduction leaves about 2^-105 absolute (N*pi/32 to 2^-126 for
+// N < 2^21), which shows only next to the zeros: measured max error 0.53 ulp
+// (sine), 0.60 ulp (cosine, at a result of 2^-52 near 91240), and 0.50 ulp for
+// the float members (the double result rounded once more), over several
+// million arguments from 2^-1074 to DBL_MAX.
 #include "trig.h"
 
 #include "frame.h"
@@ -191,7 +195,8 @@ void _dSinCos(double x, double* sine, double* cosine) {
 // never divides by zero (r2 is never zero: no multiple of pi/32 is a double,
 // and abs(x) >= 2^-252 here) and its quotient is finite.
 //
-// The result is the leading sum plus small terms: measured 0.51 ulp (64f).
+// The result is the leading sum plus small terms: measured max error
+// 0.53 ulp (64f), also next to the poles, and 0.50 ulp for the float members.
 // The largest tangent of a double is about 2^61 (the closest double to a
 // multiple of pi/2 is 2^-61 away): nothing overflows, nothing is reported.
 namespace {

@@ -134,7 +134,7 @@ int main() {
     if (mpfr_cmp_d(scale, t[k]) != 0) fail("a 4/pi piece is not exact in double");
   }
   mpz_clears(z, piece, nullptr);
-  // Samples of the printed rule.
+  // Spot checks of the rule against reference values.
   if (t[1] != 0x1.45F306p+200 || t[2] != 0x1.B9391p+175 || t[9] != 0x1.458EAEp-1 ||
       t[49] != 0x1.AEAFC2p-1001)
     fail("4/pi pieces do not match their samples");
