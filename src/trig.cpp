@@ -8,7 +8,7 @@
 // reports a domain error), NaN -> x*x (quiet, no report), abs(x) < 2^-252 ->
 // the limits x (sine, tangent) and 1 - x (cosine), computed so that a nonzero
 // argument raises inexact and zero keeps its sign.  Nothing else is reported:
-// no result overflows or underflows, and no double is a pole of the tangent.
+// no result overflows, and no double is a pole of the tangent.
 //
 // Sine and cosine: abs(x) >= 2^17 is first reduced modulo pi/2 by
 // orxreduce_pio2d (x = q*pi/2 + r + rl); then N = nearest integer to
