@@ -179,14 +179,15 @@ int large(uint64_t ab, int e, double sgn, uint32_t s, double* r) {
 }  // namespace
 }  // namespace kel::reduce
 
-KEL_API int orxreduce_pio2d(double x, double* r) {
-  using namespace kel::reduce;
-  const uint64_t xb = kel::bits(x);
+int kel::reduce::reduce_pio2d(double x, double* r) {
+  const uint64_t xb = bits(x);
   const uint32_t s = static_cast<uint32_t>(xb >> 63);
   const uint64_t ab = xb & ~kSignBit;
   const int e = biased_exponent(xb);
   const double sgn = _orxReductionTab[2 + s];
   if (e < 1053)  // abs(x) < 2^30
-    return medium(kel::double_from_bits(ab), e, sgn, s, r);
+    return medium(double_from_bits(ab), e, sgn, s, r);
   return large(ab, e, sgn, s, r);
 }
+
+KEL_API int orxreduce_pio2d(double x, double* r) { return kel::reduce::reduce_pio2d(x, r); }

@@ -32,6 +32,7 @@
 #include "trig.h"
 
 #include "frame.h"
+#include "reduce_pio2.h"
 
 KEL_NAME_OBJECT
 
@@ -63,7 +64,7 @@ SinCosArg reduce_sincos(double x, const double* tab) {
   int q = 0;
   if (biased_exponent(x) >= 1040) {  // abs(x) >= 2^17
     double rr[2];
-    q = orxreduce_pio2d(x, rr);
+    q = reduce::reduce_pio2d(x, rr);
     r = rr[0];
     rl = rr[1];
   }
@@ -227,7 +228,7 @@ double _dTan(double x) {
   int q = 0;
   if ((high_word(x) & 0x7FFFFFFF) >= 0x40C90000) {  // abs(x) >= 12800.0
     double rr[2];
-    q = orxreduce_pio2d(x, rr);
+    q = reduce::reduce_pio2d(x, rr);
     r = rr[0];
     rl = rr[1];
   }
