@@ -1,0 +1,164 @@
+// Prints src/reduction_data.cpp: the constant table of orxreduce_pio2d.
+//
+// Slots 0-19 are fixed constants (signs, the splitting constant, pi/4 in two,
+// four and five pieces, 4/pi, the mask pattern); they are checked here against
+// pi computed by MPFR.  Slots 20-69 hold T[0..49]: T[0] = 0 and, for
+// k = 1..49, the k-th run of 25 bits of the binary expansion of 4/pi (the
+// first run starting at the bit of weight 2^0), scaled by 2^200.  They are cut
+// from the first 1225 bits of 4/pi.
+//
+// Build: g++ gen_reduction.cpp -lmpfr -lgmp; run with no argument.
+#include <gmp.h>
+#include <mpfr.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+uint64_t bits_of(double x) {
+  uint64_t b;
+  std::memcpy(&b, &x, 8);
+  return b;
+}
+double from_bits(uint64_t b) {
+  double x;
+  std::memcpy(&x, &b, 8);
+  return x;
+}
+
+// C99 hex-float literal of a finite double, from its bit pattern alone (the
+// same text on every host).
+std::string hexfloat(double x) {
+  const uint64_t b = bits_of(x);
+  std::string s = (b >> 63) ? "-" : "";
+  int e = static_cast<int>((b >> 52) & 0x7FF);
+  uint64_t m = b & ((uint64_t(1) << 52) - 1);
+  if (e == 0 && m == 0) return s + "0x0p+0";
+  int lead = 1;
+  if (e == 0) {  // subnormal: 0x0.xxxp-1022
+    lead = 0;
+    e = 1;
+  }
+  char buf[64];
+  int digits = 13;
+  while (digits > 0 && (m & 0xF) == 0) {
+    m >>= 4;
+    --digits;
+  }
+  if (digits > 0)
+    std::snprintf(buf, sizeof buf, "0x%d.%0*llxp%+d", lead, digits, static_cast<unsigned long long>(m), e - 1023);
+  else
+    std::snprintf(buf, sizeof buf, "0x%dp%+d", lead, e - 1023);
+  return s + buf;
+}
+
+void fail(const char* what) {
+  std::fprintf(stderr, "gen_reduction: %s\n", what);
+  std::exit(1);
+}
+
+struct Slot {
+  uint64_t bits;
+  const char* note;
+};
+
+// The fixed constants, by bit pattern.
+const Slot kFixed[20] = {
+    {0x0000000000000000, "added to the fraction when the integer part is even"},
+    {0xBFF0000000000000, "added to the fraction when the integer part is odd"},
+    {0x3FF0000000000000, "sign of a positive argument"},
+    {0xBFF0000000000000, "sign of a negative argument"},
+    {0x4198000000000000, "1.5 * 2^26, splits the fraction for the final product"},
+    {0x41A0000000000000, "2^27"},
+    {0x3FE921FB40000000, "pi/4, high part (23 bits) of the final product"},
+    {0x3E64442D18469899, "pi/4, low part of the final product"},
+    {0x3FF45F306DC9C883, "4/pi rounded to double"},
+    {0x40B0000000000000, "4096"},
+    {0x3FE921FB54000000, "pi/4 in four pieces (27 bits): abs(x) < 2^23"},
+    {0x3E010B4612000000, ""},
+    {0xBC2676733C000000, ""},
+    {0x3A61701B839A2520, ""},
+    {0x3FE921FA00000000, "pi/4 in five pieces (20 bits): 2^23 <= abs(x) < 2^30"},
+    {0x3EA5444300000000, ""},
+    {0xBD373DCA00000000, ""},
+    {0xBBF3B39A00000000, ""},
+    {0x3A845C06E0E68948, ""},
+    {0xFFFFFFFFFFFFFFFF, "all bits set: mask pattern that removes multiples of 8"},
+};
+
+// |sum of pieces - pi/4| relative to pi/4, as a power of two.
+double piece_error(mpfr_srcptr pio4, int first, int count) {
+  mpfr_t s;
+  mpfr_init2(s, 2000);
+  mpfr_set_ui(s, 0, MPFR_RNDN);
+  for (int i = first; i < first + count; ++i) mpfr_add_d(s, s, from_bits(kFixed[i].bits), MPFR_RNDN);
+  mpfr_sub(s, s, pio4, MPFR_RNDN);
+  mpfr_div(s, s, pio4, MPFR_RNDN);
+  const double r = mpfr_get_d(s, MPFR_RNDN);
+  mpfr_clear(s);
+  return r;
+}
+
+}  // namespace
+
+int main() {
+  mpfr_t pi, pio4, fopi, run, scale;
+  mpfr_inits2(1400, pi, pio4, fopi, run, scale, static_cast<mpfr_ptr>(nullptr));
+  mpfr_const_pi(pi, MPFR_RNDN);
+  mpfr_div_2ui(pio4, pi, 2, MPFR_RNDN);
+  mpfr_ui_div(fopi, 4, pi, MPFR_RNDN);
+
+  // Checks of the fixed constants against pi.
+  if (mpfr_get_d(fopi, MPFR_RNDN) != from_bits(kFixed[8].bits)) fail("slot 8 is not 4/pi");
+  if (std::fabs(piece_error(pio4, 6, 2)) > 0x1p-77) fail("slots 6-7 do not sum to pi/4");
+  if (std::fabs(piece_error(pio4, 10, 4)) > 0x1p-138) fail("slots 10-13 do not sum to pi/4");
+  if (std::fabs(piece_error(pio4, 14, 5)) > 0x1p-136) fail("slots 14-18 do not sum to pi/4");
+
+  // T[k], k = 1..49: floor(4/pi * 2^(25k - 1)) mod 2^25, times 2^(201 - 25k).
+  double t[50];
+  t[0] = 0.0;
+  mpz_t z, piece;
+  mpz_inits(z, piece, nullptr);
+  for (int k = 1; k < 50; ++k) {
+    mpfr_mul_2ui(run, fopi, 25 * k - 1, MPFR_RNDN);
+    mpfr_get_z(z, run, MPFR_RNDD);
+    mpz_fdiv_r_2exp(piece, z, 25);
+    mpfr_set_z(scale, piece, MPFR_RNDN);
+    mpfr_mul_2si(scale, scale, 201 - 25 * k, MPFR_RNDN);
+    t[k] = mpfr_get_d(scale, MPFR_RNDN);
+    if (mpfr_cmp_d(scale, t[k]) != 0) fail("a 4/pi piece is not exact in double");
+  }
+  mpz_clears(z, piece, nullptr);
+  // Spot checks of the rule against reference values.
+  if (t[1] != 0x1.45F306p+200 || t[2] != 0x1.B9391p+175 || t[9] != 0x1.458EAEp-1 ||
+      t[49] != 0x1.AEAFC2p-1001)
+    fail("4/pi pieces do not match their samples");
+
+  std::printf("// Generated by tools/gen/gen_reduction.cpp; do not edit.\n");
+  std::printf("//\n");
+  std::printf("// Constants of orxreduce_pio2d.  Slots 20-69 are T[0..49]: T[0] = 0 and\n");
+  std::printf("// T[k] the k-th run of 25 bits of 4/pi (from the bit of weight 2^0), times\n");
+  std::printf("// 2^200, so that a 26/27-bit half of the argument times any T[k] is exact.\n");
+  std::printf("#include \"reduce_pio2.h\"\n\n");
+  std::printf("namespace kel::reduce {\n\n");
+  std::printf("const double _orxReductionTab[70] = {\n");
+  for (int i = 0; i < 20; ++i) {
+    const double v = from_bits(kFixed[i].bits);
+    std::string lit = (i == 19) ? "__builtin_bit_cast(double, 0xFFFFFFFFFFFFFFFFull)" : hexfloat(v);
+    std::printf("    %s,", lit.c_str());
+    if (kFixed[i].note[0]) std::printf("  // %d: %s", i, kFixed[i].note);
+    std::printf("\n");
+  }
+  for (int k = 0; k < 50; k += 2) {
+    std::printf("    %s, %s,  // T[%d], T[%d]\n", hexfloat(t[k]).c_str(), hexfloat(t[k + 1]).c_str(), k, k + 1);
+  }
+  std::printf("};\n\n");
+  std::printf("}  // namespace kel::reduce\n");
+  mpfr_clears(pi, pio4, fopi, run, scale, static_cast<mpfr_ptr>(nullptr));
+  return 0;
+}
