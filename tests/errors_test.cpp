@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <string>
 
 #include "fpu.h"
 #include "kelvm.h"
@@ -32,7 +33,11 @@ TEST_P(HandlerFlags, RaisesExactlyTheFlagOfTheCode) {
 INSTANTIATE_TEST_SUITE_P(Codes, HandlerFlags,
                          ::testing::Values(CodeFlag{12, kOverflow}, CodeFlag{17, kUnderflow},
                                            CodeFlag{18, kDivByZero}, CodeFlag{19, kInvalid}, CodeFlag{13, 0},
-                                           CodeFlag{0, 0}, CodeFlag{-6, 0}));
+                                           CodeFlag{0, 0}, CodeFlag{-6, 0}),
+                         [](const ::testing::TestParamInfo<CodeFlag>& p) {
+                           return "code" + std::string(p.param.code < 0 ? "_minus" : "") +
+                                  std::to_string(p.param.code < 0 ? -p.param.code : p.param.code);
+                         });
 
 // Under a 24-bit caller precision the handler still stores to double: the
 // flags do not depend on the caller's word.

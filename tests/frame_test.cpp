@@ -4,6 +4,10 @@
 
 #include <cmath>
 #include <cstring>
+#include <random>
+#include <vector>
+
+#include <mpfr.h>
 
 #include "fpu.h"
 #include "kelvm.h"
@@ -31,25 +35,62 @@ TEST(Frame, NullPointerWritesNothing) {
 // Every combination of caller precision and rounding: the word is restored,
 // it is written only when bits 8-11 differ from 0x200, and results are the
 // round-to-nearest ones.
-TEST(Frame, PrecisionGuardRestoresEveryCallerWord) {
-  const double src[3] = {3.0, -7.0, 0.1};
-  double expected[3], dst[3];
-  {
-    ScopedControlWord cw(kDouble);
-    ASSERT_EQ(kelsInv_64f_A53(src, expected, 3), 0);
+// Quotients whose 64-bit-precision value lies on a double halfway point:
+// rounding them twice (to 64 then to 53 bits) differs from rounding once, so
+// they expose a missing or wrong precision guard.  Found by search.
+std::vector<std::pair<double, double>> double_rounding_pairs(size_t want) {
+  std::vector<std::pair<double, double>> out;
+  std::mt19937_64 rng(11);
+  std::uniform_real_distribution<double> u(1.0, 2.0);
+  while (out.size() < want) {
+    const double a = u(rng), b = u(rng);
+    mpfr_t q;
+    mpfr_init2(q, 53);
+    mpfr_set_d(q, a, MPFR_RNDN);
+    mpfr_div_d(q, q, b, MPFR_RNDN);
+    const double once = mpfr_get_d(q, MPFR_RNDN);
+    mpfr_set_prec(q, 64);
+    mpfr_set_d(q, a, MPFR_RNDN);
+    mpfr_div_d(q, q, b, MPFR_RNDN);
+    const double twice = mpfr_get_d(q, MPFR_RNDN);
+    mpfr_clear(q);
+    if (once != twice) out.push_back({a, b});
   }
-  EXPECT_EQ(expected[0], 1.0 / 3.0);
+  return out;
+}
+
+// Every combination of caller precision and rounding: the word is restored,
+// and results are the correctly rounded round-to-nearest ones, also where a
+// 64-bit or directed-rounding quotient would differ.
+TEST(Frame, PrecisionGuardRestoresEveryCallerWord) {
+  const auto pairs = double_rounding_pairs(8);
+  std::vector<double> a, b, expected;
+  std::mt19937_64 rng(3);
+  std::uniform_real_distribution<double> u(-1e3, 1e3);
+  for (const auto& p : pairs) a.push_back(p.first), b.push_back(p.second);
+  for (int i = 0; i < 64; ++i) a.push_back(u(rng)), b.push_back(u(rng));
+  for (size_t i = 0; i < a.size(); ++i) {
+    mpfr_t q;
+    mpfr_init2(q, 53);
+    mpfr_set_d(q, a[i], MPFR_RNDN);
+    mpfr_div_d(q, q, b[i], MPFR_RNDN);
+    expected.push_back(mpfr_get_d(q, MPFR_RNDN));
+    mpfr_clear(q);
+  }
+  std::vector<double> dst(a.size());
+  const int n = static_cast<int>(a.size());
   for (uint16_t pc : {0x000, 0x200, 0x300})
     for (uint16_t rc : {kToNearest, kDown, kUp, kTowardZero}) {
       const uint16_t caller = static_cast<uint16_t>(0x7F | pc | rc);
       uint16_t after;
       {
         ScopedControlWord cw(caller);
-        EXPECT_EQ(kelsInv_64f_A53(src, dst, 3), 0);
+        EXPECT_EQ(kelsDiv_64f_A53(a.data(), b.data(), dst.data(), n), 0);
         after = control_word();
       }
       EXPECT_EQ(after, caller) << std::hex << caller;
-      EXPECT_EQ(std::memcmp(dst, expected, sizeof dst), 0) << "caller word 0x" << std::hex << caller;
+      EXPECT_EQ(std::memcmp(dst.data(), expected.data(), n * sizeof(double)), 0)
+          << "caller word 0x" << std::hex << caller;
     }
 }
 

@@ -21,64 +21,15 @@
 #include <string>
 #include <vector>
 
+#include "function_list.h"
 #include "kelvm.h"
 
 namespace {
 
-enum class Kind { real32, real64, cplx32, cplx64 };
-enum class Shape { unary, binary, scalar, two_results, count };
-
-const char* const kRealUnary[] = {"Exp",  "Ln",    "Log10", "Sin",   "Cos",   "Tan",     "Inv",  "Sqrt",
-                                  "Sinh", "Cosh",  "Tanh",  "Asin",  "Acos",  "Atan",    "Asinh", "Acosh",
-                                  "Atanh", "InvSqrt", "Cbrt", "InvCbrt", "Erf", "Erfc", "ErfInv"};
-const char* const kRealBinary[] = {"Atan2", "Div", "Hypot", "Pow"};
-const char* const kRounding[] = {"Ceil", "Floor", "Trunc", "Round"};
-const char* const kComplexUnary[] = {"Acos", "Acosh", "Asin", "Asinh", "Atan", "Atanh", "Cos",  "Cosh",
-                                     "Exp",  "Ln",    "Log10", "Sin",  "Sinh", "Sqrt",  "Tan", "Tanh"};
-
-struct Function {
-  std::string name;
-  Kind kind;
-  Shape shape;
-};
-
-std::vector<Function> all_functions() {
-  std::vector<Function> out;
-  const struct {
-    const char* type;
-    Kind kind;
-    std::vector<const char*> accs;
-  } types[] = {{"32f", Kind::real32, {"A11", "A21", "A24"}},
-               {"64f", Kind::real64, {"A50", "A53"}},
-               {"32fc", Kind::cplx32, {"A11", "A21", "A24"}},
-               {"64fc", Kind::cplx64, {"A50", "A53"}}};
-  for (const auto& t : types) {
-    const bool cplx = t.kind == Kind::cplx32 || t.kind == Kind::cplx64;
-    for (const char* acc : t.accs) {
-      auto add = [&](const char* f, Shape s) {
-        out.push_back({std::string("kels") + f + "_" + t.type + "_" + acc, t.kind, s});
-      };
-      if (cplx) {
-        for (const char* f : kComplexUnary) add(f, Shape::unary);
-        add("Pow", Shape::binary);
-        add("Powx", Shape::scalar);
-      } else {
-        for (const char* f : kRealUnary) add(f, Shape::unary);
-        for (const char* f : kRealBinary) add(f, Shape::binary);
-        add("Powx", Shape::scalar);
-        add("SinCos", Shape::two_results);
-      }
-    }
-    if (!cplx) {
-      auto add = [&](const std::string& f, Shape s) { out.push_back({"kels" + f + "_" + t.type, t.kind, s}); };
-      for (const char* f : kRounding) add(f, Shape::unary);
-      add("Rint", Shape::count);
-      add("NearbyInt", Shape::count);
-      add("Modf", Shape::two_results);
-    }
-  }
-  return out;
-}
+using kelfn::all_functions;
+using kelfn::Function;
+using kelfn::Kind;
+using kelfn::Shape;
 
 void* lookup(const std::string& name) { return dlsym(RTLD_DEFAULT, name.c_str()); }
 

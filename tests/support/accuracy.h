@@ -1,22 +1,32 @@
-// Accuracy measurement against MPFR: correctly rounded references, the error
-// of a result in units in the last place of its format, and a sampler that
-// runs a vector function over inputs and keeps the worst case.
+// Accuracy measurement against MPFR and MPC: correctly rounded references, the
+// error of a result in units in the last place of its format, and samplers
+// that run a vector function (or a long-double kernel) over inputs and keep
+// the worst case and the distribution of the errors.
+//
+// The references of every exported function, its input generator and its
+// bound live in references.h; the one-line test assertions in check.h.
 #pragma once
 
+#include <mpc.h>
 #include <mpfr.h>
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "kelvm.h"
+
 namespace kelacc {
 
 // Working precision of the exact values; far beyond any rounding boundary
-// that matters for a 64-bit significand.
+// that matters for a 64-bit significand (the hardest known cases of the
+// double functions need about 120 bits).
 inline constexpr mpfr_prec_t kExactBits = 256;
 
 using MpfrUnary = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
 using MpfrBinary = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
+using MpcUnary = int (*)(mpc_ptr, mpc_srcptr, mpc_rnd_t);
+using MpcBinary = int (*)(mpc_ptr, mpc_srcptr, mpc_srcptr, mpc_rnd_t);
 
 // Format traits: significand bits and the exponent of the smallest normal.
 template <class T>
@@ -34,6 +44,23 @@ struct Format<long double> {
   static constexpr int digits = 64, min_exp = -16382, max_exp = 16383;
 };
 
+// The part type of a complex element, and whether T is one.
+template <class C>
+struct PartOf {
+  using type = C;
+  static constexpr bool complex = false;
+};
+template <>
+struct PartOf<Kel32fc> {
+  using type = float;
+  static constexpr bool complex = true;
+};
+template <>
+struct PartOf<Kel64fc> {
+  using type = double;
+  static constexpr bool complex = true;
+};
+
 // f(x) rounded once, to nearest, into T (subnormals and overflow included).
 template <class T>
 T correctly_rounded(mpfr_srcptr exact);
@@ -49,9 +76,28 @@ struct Error {
 template <class T>
 Error ulp_error(T y, mpfr_srcptr exact);
 
-// Exact value of a unary or binary MPFR function at kExactBits.
+// Normwise error of a complex result: the larger of the two parts' absolute
+// errors, in ulps of the larger exact part's magnitude (format T).  Each part
+// also gets the class checks of ulp_error.  A part that is infinite or NaN on
+// both sides drops out, and the other part is measured against itself.
+template <class T>
+Error complex_ulp_error(T re, T im, mpc_srcptr exact);
+
+// Exact value of a unary or binary MPFR function at the precision of out.
 void exact_unary(mpfr_ptr out, MpfrUnary f, long double x);
 void exact_binary(mpfr_ptr out, MpfrBinary f, long double a, long double b);
+
+// Error histogram: 1/64-ulp bins below 4 ulps, then eight bins per octave up
+// to 2^16 ulps, then one bin for everything larger.
+struct Histogram {
+  static constexpr int kLinear = 256, kOctaves = 14, kPerOctave = 8;
+  static constexpr int kBins = kLinear + kOctaves * kPerOctave + 1;
+  std::vector<uint64_t> counts = std::vector<uint64_t>(kBins, 0);
+  static int bin(double ulps);
+  static double lower_edge(int bin);  // upper edge is lower_edge(bin + 1)
+  void add(double ulps) { counts[bin(ulps)]++; }
+  void merge(const Histogram& o);
+};
 
 // The worst case over a sample.
 struct Summary {
@@ -61,33 +107,81 @@ struct Summary {
   size_t class_errors = 0;
   long double worst_input = 0, worst_input2 = 0;
   long double worst_result = 0;
+  // The worst case and the first class error as text, in the element format
+  // (hex float and bit pattern); filled by every sampler.
+  std::string worst_case, first_class_error;
+  Histogram histogram;
   std::string describe(const char* function) const;  // hex inputs and the error
-  double mean_ulps() const { return samples ? sum_ulps / samples : 0; }
+  // Mean over the samples that have a number (class errors excluded).
+  double mean_ulps() const { return samples > class_errors ? sum_ulps / (samples - class_errors) : 0; }
+  void merge(const Summary& o);
 };
 
-// Accepted error of each accuracy flavour, in ulps of the element format.
-double bound_for_flavour(const std::string& flavour);  // "A11", "A21", "A24", "A50", "A53"
+// Accepted error of each accuracy flavour, in ulps of the element format:
+// "A11", "A21", "A24", "A50", "A53"; "exact" (rounding family, 0 ulp) and
+// "kernel" (long-double kernels, a few ulps of the 64-bit significand).
+// Unknown names give 0.
+double bound_for_flavour(const std::string& flavour);
+inline constexpr double kKernelBound = 4.0;
 
-// Runs a unary vector function in chunks over xs and measures every result.
+// Vector function shapes.
 template <class T>
 using VectorUnary = int (*)(const T*, T*, int);
 template <class T>
 using VectorBinary = int (*)(const T*, const T*, T*, int);
+template <class T>
+using VectorScalar = int (*)(const T*, T, T*, int);  // Powx: one exponent for all elements
+template <class T>
+using VectorTwo = int (*)(const T*, T*, T*, int);  // SinCos, Modf: two destinations
+using KernelUnary = long double (*)(long double);
+using KernelBinary = long double (*)(long double, long double);
+using KernelTwo = void (*)(long double, long double*, long double*);
 
+// Runs a vector function in chunks over the inputs and measures every result.
 template <class T>
 Summary measure(VectorUnary<T> fn, MpfrUnary ref, const std::vector<T>& xs);
 template <class T>
 Summary measure(VectorBinary<T> fn, MpfrBinary ref, const std::vector<T>& as, const std::vector<T>& bs);
+template <class T>
+Summary measure_scalar(VectorScalar<T> fn, MpfrBinary ref, const std::vector<T>& xs, T val);
+// Both destinations are measured; the summary holds the worse of the two.
+template <class T>
+Summary measure_two(VectorTwo<T> fn, MpfrUnary first, MpfrUnary second, const std::vector<T>& xs);
+
+// Complex shapes (C is Kel32fc or Kel64fc), with the normwise measure.
+template <class C>
+Summary measure_complex(VectorUnary<C> fn, MpcUnary ref, const std::vector<C>& zs);
+template <class C>
+Summary measure_complex(VectorBinary<C> fn, MpcBinary ref, const std::vector<C>& as, const std::vector<C>& bs);
+template <class C>
+Summary measure_complex_scalar(VectorScalar<C> fn, MpcBinary ref, const std::vector<C>& zs, C val);
+
+// Long-double kernels, called under the 64-bit precision, round-to-nearest
+// control word they expect.
+Summary measure_kernel(KernelUnary fn, MpfrUnary ref, const std::vector<long double>& xs);
+Summary measure_kernel(KernelBinary fn, MpfrBinary ref, const std::vector<long double>& as,
+                       const std::vector<long double>& bs);
+Summary measure_kernel(KernelTwo fn, MpfrUnary first, MpfrUnary second, const std::vector<long double>& xs);
 
 // Reproducible inputs: uniformly random bit patterns restricted to [lo, hi]
-// (finite values only), and uniformly random values in [lo, hi].
+// (finite values only), and uniformly random values in [lo, hi].  Long double
+// patterns are drawn binade by binade (equal weight per binade, like bit
+// patterns of the other formats).
 template <class T>
 std::vector<T> random_bits_in(T lo, T hi, size_t n, uint64_t seed);
+template <>
+std::vector<long double> random_bits_in<long double>(long double lo, long double hi, size_t n, uint64_t seed);
 template <class T>
 std::vector<T> random_uniform(T lo, T hi, size_t n, uint64_t seed);
 
 std::string hex(double x);  // "0x1.8p+1 (0x4008000000000000)"
 std::string hex(float x);
 std::string hex(long double x);
+std::string hex(Kel32fc z);  // "(re, im)"
+std::string hex(Kel64fc z);
+
+// Sample size for accuracy tests: modest under qemu (the i386 build), larger
+// on the native build; KELVM_ACCURACY_SAMPLES overrides both.
+size_t default_samples();
 
 }  // namespace kelacc

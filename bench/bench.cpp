@@ -1,0 +1,185 @@
+// Elements per second of every vector function present in the library, at
+// array lengths 1, 16, 1000 and 100000, on the main-path inputs of its family
+// and separately on its special-path inputs; beside glibc's scalar double,
+// float and long-double functions called in a loop over the same inputs.
+// Each benchmark also reports TSC cycles per element.
+#include <benchmark/benchmark.h>
+#include <dlfcn.h>
+#include <x86intrin.h>
+
+#include <cmath>
+#include <memory>
+#include <functional>
+
+#include "function_list.h"
+#include "inputs.h"
+#include "kelvm.h"
+
+namespace {
+
+using kelfn::Function;
+using kelfn::Kind;
+using kelfn::Shape;
+
+constexpr int kLengths[] = {1, 16, 1000, 100000};
+constexpr size_t kMaxLen = 100000;
+
+// Runs body() (one pass over len elements) under the timer and reports
+// elements per second and cycles per element.
+void timed(benchmark::State& state, const std::function<void(int)>& body) {
+  const int len = static_cast<int>(state.range(0));
+  const uint64_t t0 = __rdtsc();
+  for (auto _ : state) {
+    body(len);
+    benchmark::ClobberMemory();
+  }
+  const double items = static_cast<double>(state.iterations()) * len;
+  state.SetItemsProcessed(static_cast<int64_t>(items));
+  state.counters["cycles/elem"] = static_cast<double>(__rdtsc() - t0) / items;
+}
+
+struct Buffers {
+  std::vector<double> a, b, r1, r2;
+  std::vector<float> af, bf, r1f, r2f;
+  std::vector<Kel64fc> c, c2, rc;
+  std::vector<Kel32fc> cf, cf2, rcf;
+  explicit Buffers(const std::vector<double>& in)
+      : a(in), b(in.rbegin(), in.rend()), r1(in.size()), r2(in.size()), af(in.begin(), in.end()),
+        bf(b.begin(), b.end()), r1f(in.size()), r2f(in.size()), c(in.size()), c2(in.size()), rc(in.size()),
+        cf(in.size()), cf2(in.size()), rcf(in.size()) {
+    for (size_t i = 0; i < in.size(); ++i) {
+      c[i] = {in[i] * 1e-5, b[i] * 1e-5};
+      c2[i] = {0.5, 0.25};
+      cf[i] = {static_cast<float>(c[i].re), static_cast<float>(c[i].im)};
+      cf2[i] = {0.5f, 0.25f};
+    }
+  }
+};
+
+template <class T>
+std::function<void(int)> vector_call(const Function& f, void* sym, T* a, T* b, T* r1, T* r2) {
+  switch (f.shape) {
+    case Shape::unary:
+    case Shape::count: {
+      auto fn = reinterpret_cast<int (*)(const T*, T*, int)>(sym);
+      return [=](int n) { benchmark::DoNotOptimize(fn(a, r1, n)); };
+    }
+    case Shape::binary: {
+      auto fn = reinterpret_cast<int (*)(const T*, const T*, T*, int)>(sym);
+      return [=](int n) { benchmark::DoNotOptimize(fn(a, b, r1, n)); };
+    }
+    case Shape::scalar: {
+      auto fn = reinterpret_cast<int (*)(const T*, T, T*, int)>(sym);
+      const T v = *b;
+      return [=](int n) { benchmark::DoNotOptimize(fn(a, v, r1, n)); };
+    }
+    case Shape::two_results: {
+      auto fn = reinterpret_cast<int (*)(const T*, T*, T*, int)>(sym);
+      return [=](int n) { benchmark::DoNotOptimize(fn(a, r1, r2, n)); };
+    }
+  }
+  return {};
+}
+
+std::vector<std::unique_ptr<Buffers>> g_buffers;
+
+Buffers* buffers_for(kelbench::Range r, uint64_t seed) {
+  g_buffers.push_back(std::make_unique<Buffers>(kelbench::make_inputs(r, kMaxLen, seed)));
+  return g_buffers.back().get();
+}
+
+void register_library() {
+  for (const Function& f : kelfn::all_functions()) {
+    void* sym = dlsym(RTLD_DEFAULT, f.name.c_str());
+    if (!sym) continue;
+    const bool single = f.kind == Kind::real32 || f.kind == Kind::cplx32;
+    for (int special = 0; special < 2; ++special) {
+      const auto range = special ? kelbench::special_range(f.family, single) : kelbench::main_range(f.family, single);
+      if (range.lo == range.hi) continue;
+      Buffers* buf = buffers_for(range, 1);
+      std::function<void(int)> body;
+      switch (f.kind) {
+        case Kind::real64:
+          body = vector_call<double>(f, sym, buf->a.data(), buf->b.data(), buf->r1.data(), buf->r2.data());
+          break;
+        case Kind::real32:
+          body = vector_call<float>(f, sym, buf->af.data(), buf->bf.data(), buf->r1f.data(), buf->r2f.data());
+          break;
+        case Kind::cplx64:
+          body = vector_call<Kel64fc>(f, sym, buf->c.data(), buf->c2.data(), buf->rc.data(), buf->rc.data());
+          break;
+        case Kind::cplx32:
+          body = vector_call<Kel32fc>(f, sym, buf->cf.data(), buf->cf2.data(), buf->rcf.data(), buf->rcf.data());
+          break;
+      }
+      auto* b = benchmark::RegisterBenchmark((f.name + (special ? "/special" : "/main")).c_str(),
+                                             [body](benchmark::State& s) { timed(s, body); });
+      for (int len : kLengths) b->Arg(len);
+    }
+  }
+}
+
+// glibc's scalar functions in a loop, on the inputs of the matching family.
+template <class T>
+void register_scalar(const char* name, const char* family, T (*fn)(T)) {
+  const bool single = sizeof(T) == 4;
+  for (int special = 0; special < 2; ++special) {
+    const auto range = special ? kelbench::special_range(family, single) : kelbench::main_range(family, single);
+    if (range.lo == range.hi) continue;
+    const auto in = kelbench::make_inputs(range, kMaxLen, 1);
+    auto src = std::make_shared<std::vector<T>>(in.begin(), in.end());
+    auto dst = std::make_shared<std::vector<T>>(in.size());
+    auto body = [=](int n) {
+      const T* a = src->data();
+      T* r = dst->data();
+      for (int i = 0; i < n; ++i) r[i] = fn(a[i]);
+    };
+    auto* b = benchmark::RegisterBenchmark((std::string("glibc:") + name + (special ? "/special" : "/main")).c_str(),
+                                           [body](benchmark::State& s) { timed(s, body); });
+    for (int len : kLengths) b->Arg(len);
+  }
+}
+
+double recip(double x) { return 1.0 / x; }
+float recipf(float x) { return 1.0f / x; }
+
+void register_glibc() {
+  register_scalar<double>("exp", "Exp", std::exp);
+  register_scalar<float>("expf", "Exp", std::exp);
+  register_scalar<long double>("expl", "Exp", std::exp);
+  register_scalar<double>("log", "Ln", std::log);
+  register_scalar<float>("logf", "Ln", std::log);
+  register_scalar<long double>("logl", "Ln", std::log);
+  register_scalar<double>("log10", "Log10", std::log10);
+  register_scalar<float>("log10f", "Log10", std::log10);
+  register_scalar<double>("sin", "Sin", std::sin);
+  register_scalar<float>("sinf", "Sin", std::sin);
+  register_scalar<long double>("sinl", "Sin", std::sin);
+  register_scalar<double>("cos", "Cos", std::cos);
+  register_scalar<float>("cosf", "Cos", std::cos);
+  register_scalar<double>("tan", "Tan", std::tan);
+  register_scalar<float>("tanf", "Tan", std::tan);
+  register_scalar<double>("sqrt", "Sqrt", std::sqrt);
+  register_scalar<float>("sqrtf", "Sqrt", std::sqrt);
+  register_scalar<long double>("sqrtl", "Sqrt", std::sqrt);
+  register_scalar<double>("ceil", "Ceil", std::ceil);
+  register_scalar<float>("ceilf", "Ceil", std::ceil);
+  register_scalar<double>("floor", "Floor", std::floor);
+  register_scalar<double>("trunc", "Trunc", std::trunc);
+  register_scalar<double>("round", "Round", std::round);
+  register_scalar<double>("rint", "Rint", std::rint);
+  register_scalar<double>("1/x", "Inv", recip);
+  register_scalar<float>("1/xf", "Inv", recipf);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (!kelvmGetLibVersion()) return 1;  // also keeps the library loaded for dlsym
+  register_library();
+  register_glibc();
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -1,0 +1,62 @@
+// One-line accuracy assertions for GoogleTest.
+//
+//   KELACC_EXPECT_ACCURATE(kelsExp_64f_A53);      // one member
+//   KELACC_EXPECT_REAL_FAMILY_ACCURATE(Exp);      // its five members
+//   KELACC_EXPECT_COMPLEX_FAMILY_ACCURATE(Exp);   // kelsExp_32fc_A11 ... _64fc_A53
+//   KELACC_EXPECT_ACCURATE(orxexpl_scalar);       // a long-double kernel
+//
+// Each samples default_samples() inputs from the function's registered
+// generator, measures against its registered reference and expects the bound
+// of its flavour (A53, A24: 1 ulp; A50: 4; A21: 8; A11: 2^13; the rounding
+// family exact; kernels kKernelBound ulps of the 64-bit significand) and no
+// class errors.  A failure prints the worst input in hex, the result, the
+// correctly rounded value and the error.  expect_accurate() is the same with
+// an explicit reference, generator and flavour.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "references.h"
+
+namespace kelacc {
+
+inline void expect_within(const char* name, const Summary& s, double bound) {
+  EXPECT_LE(s.max_ulps, bound) << s.describe(name) << " (bound " << bound << " ulp)";
+  EXPECT_EQ(s.class_errors, 0u) << s.describe(name);
+}
+
+inline void expect_registered(const char* name, AnyFunction fn, size_t n = default_samples(), uint64_t seed = 1) {
+  Summary s;
+  double bound = 0;
+  std::string error;
+  ASSERT_TRUE(sample_registered(name, fn, n, seed, &s, &bound, &error)) << error;
+  expect_within(name, s, bound);
+}
+
+template <class Fn, class Ref, class T>
+void expect_accurate(const char* name, Fn fn, Ref ref, Generator<T> gen, const std::string& flavour,
+                     size_t n = default_samples(), uint64_t seed = 1) {
+  expect_within(name, sample(fn, ref, gen(n, seed)), bound_for_flavour(flavour));
+}
+
+}  // namespace kelacc
+
+#define KELACC_EXPECT_ACCURATE(fn) ::kelacc::expect_registered(#fn, reinterpret_cast<::kelacc::AnyFunction>(&fn))
+
+#define KELACC_EXPECT_REAL_FAMILY_ACCURATE(Name) \
+  do {                                           \
+    KELACC_EXPECT_ACCURATE(kels##Name##_32f_A11); \
+    KELACC_EXPECT_ACCURATE(kels##Name##_32f_A21); \
+    KELACC_EXPECT_ACCURATE(kels##Name##_32f_A24); \
+    KELACC_EXPECT_ACCURATE(kels##Name##_64f_A50); \
+    KELACC_EXPECT_ACCURATE(kels##Name##_64f_A53); \
+  } while (0)
+
+#define KELACC_EXPECT_COMPLEX_FAMILY_ACCURATE(Name) \
+  do {                                              \
+    KELACC_EXPECT_ACCURATE(kels##Name##_32fc_A11);  \
+    KELACC_EXPECT_ACCURATE(kels##Name##_32fc_A21);  \
+    KELACC_EXPECT_ACCURATE(kels##Name##_32fc_A24);  \
+    KELACC_EXPECT_ACCURATE(kels##Name##_64fc_A50);  \
+    KELACC_EXPECT_ACCURATE(kels##Name##_64fc_A53);  \
+  } while (0)

@@ -1,0 +1,136 @@
+// References of every exported function and the registry that ties each
+// exported name to its reference, its input generator and its accuracy bound.
+//
+// Most references are MPFR or MPC functions; the ones below fill the gaps.
+// Each has the MPFR calling convention (result correctly rounded to the
+// precision of r in mode rnd, for the precisions the toolkit uses) and the
+// special values a careful libm gives (IEEE 754 / C99 Annex F and G).
+#pragma once
+
+#include <mpc.h>
+#include <mpfr.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "accuracy.h"
+#include "generators.h"
+
+namespace kelacc {
+
+int ref_inv(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);      // 1/x
+int ref_invsqrt(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);  // 1/sqrt(x); -0 gives -Inf
+int ref_invcbrt(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);  // x^(-1/3), odd
+// Inverse error function: Newton iteration on erf (erfc above 1/2) at the
+// precision of r plus 64 bits, from a start on the safe side of the root.
+int ref_erfinv(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);
+int ref_sind(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);  // sin and cos of x degrees
+int ref_cosd(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);
+int ref_atan2d(mpfr_ptr r, mpfr_srcptr y, mpfr_srcptr x, mpfr_rnd_t rnd);  // in degrees
+// The rounding family: results are integers, the sign of a zero kept.
+int ref_ceil(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);
+int ref_floor(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);
+int ref_trunc(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);
+int ref_round(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);      // halves away from zero
+int ref_nearbyint(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);  // halves to even (round-to-nearest mode)
+int ref_modf_int(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);   // integral part, +-Inf for +-Inf
+int ref_modf_frac(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);  // fraction with the sign of x, +-0 for +-Inf
+
+// How an exported function takes its arguments.
+enum class Shape {
+  unary,   // f(src, dst, len); kernels: f(x)
+  binary,  // f(src1, src2, dst, len); kernels: f(x, y)
+  scalar,  // Powx: f(src, val, dst, len)
+  two,     // SinCos, Modf: f(src, dst1, dst2, len); kernels: f(x, &r1, &r2)
+};
+
+// A real family: kels<name>_32f_A11/A21/A24 and kels<name>_64f_A50/A53, or,
+// for the rounding family, kels<name>_32f and kels<name>_64f (exact results).
+struct RealFunction {
+  const char* name;
+  Shape shape;
+  MpfrUnary ref;       // unary; first result of two
+  MpfrUnary second;    // second result of two
+  MpfrBinary ref2;     // binary, scalar
+  Generator<float> gen32;
+  Generator<double> gen64;
+  bool rounding;
+};
+
+// A complex family: kels<name>_32fc_A11/A21/A24, kels<name>_64fc_A50/A53.
+struct ComplexFunction {
+  const char* name;
+  Shape shape;  // unary, binary (Pow) or scalar (Powx)
+  MpcUnary ref;
+  MpcBinary ref2;
+  Generator<Kel32fc> gen32;
+  Generator<Kel64fc> gen64;
+};
+
+// A long-double kernel: orx<name>_scalar.
+struct KernelFunction {
+  const char* name;
+  Shape shape;  // unary, binary or two
+  MpfrUnary ref;
+  MpfrUnary second;
+  MpfrBinary ref2;
+  Generator<long double> gen;
+};
+
+const std::vector<RealFunction>& real_functions();
+const std::vector<ComplexFunction>& complex_functions();
+const std::vector<KernelFunction>& kernel_functions();
+
+// An exported name taken apart: "kelsExp_64f_A53" is family "Exp", type
+// "64f", flavour "A53"; "kelsCeil_32f" has flavour "exact"; "orxexpl_scalar"
+// is the kernel "expl" with flavour "kernel".
+struct ParsedName {
+  std::string family, type, flavour;
+  bool kernel = false;
+};
+bool parse_name(std::string_view name, ParsedName* out);
+
+const RealFunction* find_real(std::string_view family);
+const ComplexFunction* find_complex(std::string_view family);
+const KernelFunction* find_kernel(std::string_view name);
+
+// Every exported name of the registry, in the order of the registry.
+struct ExportedName {
+  std::string name;
+  std::string family, type, flavour;
+  enum Kind { real, complex, kernel } kind;
+};
+std::vector<ExportedName> exported_names();
+
+// Runs fn over generated inputs against a reference.  The overload is chosen
+// by the shape of fn; the scalar shape splits the inputs among in.scalars.
+struct TwoRefs {
+  MpfrUnary first, second;
+};
+template <class T>
+Summary sample(VectorUnary<T> fn, MpfrUnary ref, const Inputs<T>& in);
+template <class T>
+Summary sample(VectorBinary<T> fn, MpfrBinary ref, const Inputs<T>& in);
+template <class T>
+Summary sample(VectorScalar<T> fn, MpfrBinary ref, const Inputs<T>& in);
+template <class T>
+Summary sample(VectorTwo<T> fn, TwoRefs ref, const Inputs<T>& in);
+template <class C>
+Summary sample(VectorUnary<C> fn, MpcUnary ref, const Inputs<C>& in);
+template <class C>
+Summary sample(VectorBinary<C> fn, MpcBinary ref, const Inputs<C>& in);
+template <class C>
+Summary sample(VectorScalar<C> fn, MpcBinary ref, const Inputs<C>& in);
+Summary sample(KernelUnary fn, MpfrUnary ref, const Inputs<long double>& in);
+Summary sample(KernelBinary fn, MpfrBinary ref, const Inputs<long double>& in);
+Summary sample(KernelTwo fn, TwoRefs ref, const Inputs<long double>& in);
+
+// Samples the exported function `name` (fn is its address, from dlsym or a
+// cast) with the registered reference and generator: n inputs from seed.
+// Returns false with a message in *error for a name the registry lacks.
+using AnyFunction = void (*)();
+bool sample_registered(const std::string& name, AnyFunction fn, size_t n, uint64_t seed, Summary* out,
+                       double* bound, std::string* error);
+
+}  // namespace kelacc
