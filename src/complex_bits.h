@@ -14,6 +14,7 @@ inline int exponent_field(double v) { return (high_word(v) >> 20) & 0x7FF; }
 inline double with_sign_of(double magnitude, double sign_source) {
   return double_from_bits((bits(magnitude) & ~(1ull << 63)) | (bits(sign_source) & (1ull << 63)));
 }
-inline long double abs_ld(long double v) { return v < 0 ? -v : v; }
+// fabs clears the sign bit in the register: -0 gives +0, and no flag.
+inline long double abs_ld(long double v) { return __builtin_fabsl(v); }
 
 }  // namespace kel::cplx
