@@ -18,3 +18,16 @@ int kelvm_c_inv_ok(void) {
 int kelvm_c_sizes_ok(void) {
     return sizeof(Kel32fc) == 8 && sizeof(Kel64fc) == 16 && sizeof(KelStatus) == 4;
 }
+
+/* Kel64fc passed and returned by value across the C calling convention (on
+ * i386 the record is copied into the argument list and returned through a
+ * hidden pointer). */
+int kelvm_c_complex_by_value_ok(void) {
+    Kel64fc z = {-4.0, 0.0};
+    Kel64fc r = orxcsqrt_scalar(z);
+    Kel64fc one = orxcexp_scalar((Kel64fc){0.0, -0.0});
+    Kel32fc fz[2] = {{3.0f, 4.0f}, {-4.0f, -0.0f}}, fr[2];
+    if (kelsSqrt_32fc_A24(fz, fr, 2) != kelStatusNoError) return 0;
+    return r.re == 0.0 && r.im == 2.0 && one.re == 1.0 && one.im == 0.0 &&
+           fr[0].re == 2.0f && fr[0].im == 1.0f && fr[1].re == 0.0f && fr[1].im == -2.0f;
+}
