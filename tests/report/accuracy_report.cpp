@@ -142,8 +142,9 @@ void write_markdown(const Options& o, const std::vector<Row>& rows, const std::v
                "range with its critical regions (thresholds and their neighbours, near 1, near multiples of pi/2, "
                "tiny and huge arguments, around overflow and underflow). Bounds: A53 and A24 1 ulp, A50 4, A21 "
                "8, A11 8192; the rounding family is exact; kernels %g ulps.\n\n",
-               o.exhaustive ? "every float bit pattern for the one-argument float functions, samples otherwise"
-                            : "samples",
+               o.exhaustive ? "every float bit pattern for the one-argument float functions, the sample "
+                              "counts of the table otherwise"
+                            : "the sample counts of the table",
                o.seed, kKernelBound);
   std::string current;
   for (const auto& r : rows) {
