@@ -4,9 +4,5 @@
 # kelvm tool calling the i386 library under qemu-i386.
 set -eu
 cd "$(dirname "$0")"
-scripts/bootstrap.sh
-for preset in i386 native; do
-  cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset" -j"$(nproc)"
-done
+scripts/build_all.sh
 exec scripts/demo.sh

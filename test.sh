@@ -4,10 +4,6 @@
 # two builds agree bit for bit.
 set -eu
 cd "$(dirname "$0")"
-scripts/bootstrap.sh
-for preset in i386 native; do
-  cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset" -j"$(nproc)"
-done
+scripts/build_all.sh
 ctest --preset i386
 ctest --preset native
