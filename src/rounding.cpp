@@ -75,9 +75,13 @@ struct Fmt<float> {
 template <class T>
 using U = typename Fmt<T>::U;
 
+// Stores a result pattern as an integer.  Copying an element through an x87
+// load and store would be exact on the hardware (precision control does not
+// apply to loads and stores), but an emulated x87 may round the load to the
+// caller's precision; integer moves keep every pattern intact everywhere.
 template <class T>
-T from_bits(U<T> b) {
-  return __builtin_bit_cast(T, b);
+void put(T* y, U<T> b) {
+  __builtin_memcpy(y, &b, sizeof b);
 }
 
 // The parts of an element's pattern that every member screens on.
@@ -89,8 +93,9 @@ struct Pattern {
 };
 
 template <class T>
-Pattern<T> pattern(T x) {
-  const U<T> b = kel::bits(x);
+Pattern<T> pattern(const T& x) {
+  U<T> b;
+  __builtin_memcpy(&b, &x, sizeof b);
   return {b, b & ~Fmt<T>::kSign, int(b >> (8 * sizeof(T) - 1))};
 }
 
@@ -117,9 +122,11 @@ U<T> fraction_mask(const Pattern<T>& p) {
 // are multiplied by 1.0 in the x87 unit (the 1.0 hidden from the optimiser so
 // that the product is not folded away), which quiets a signalling NaN.
 template <class T>
-T pass_through(const Pattern<T>& p, T x) {
-  if (p.a < Fmt<T>::kInf) return x;
-  return x * kel::opaque(_ones<T>[0]);
+void pass_through(const Pattern<T>& p, T x, T* y) {
+  if (p.a < Fmt<T>::kInf)
+    put(y, p.b);
+  else
+    *y = x * kel::opaque(_ones<T>[0]);
 }
 
 // x * 1.0 with the product discarded: it only touches the status flags (a
@@ -134,14 +141,14 @@ void touch_flags(T x) {
 // ---- Trunc ----------------------------------------------------------------
 
 template <class T>
-void trunc_element(T x, T* y) {
+void trunc_element(const T& x, T* y) {
   const Pattern<T> p = pattern(x);
   if (in_masked_range(p))
-    *y = from_bits<T>(p.b & ~fraction_mask(p));
+    put(y, p.b & ~fraction_mask(p));
   else if (p.a < Fmt<T>::kOne)  // |x| < 1, zeros and denormals included
     *y = _zeros<T>[p.s];
   else  // |x| >= 2^M, Inf, NaN
-    *y = pass_through(p, x);
+    pass_through(p, x, y);
 }
 
 // ---- Ceil and Floor of double: one unit added to the truncated pattern ------
@@ -149,25 +156,21 @@ void trunc_element(T x, T* y) {
 // Up is true for Ceil.  Ceil of a positive and Floor of a negative element
 // with a fraction move the truncated pattern one unit away from zero.
 template <bool Up>
-void ceil_floor_double(double x, double* y) {
+void ceil_floor_double(const double& x, double* y) {
   using F = Fmt<double>;
   const Pattern<double> p = pattern(x);
   if (in_masked_range(p)) {
     const uint64_t frac = fraction_mask(p);
-    if ((p.b & frac) == 0) {
-      *y = x;
-    } else {
-      uint64_t t = p.b & ~frac;
-      if (p.s == (Up ? 0 : 1)) t += frac + 1;
-      *y = from_bits<double>(t);
-    }
+    uint64_t t = p.b & ~frac;
+    if ((p.b & frac) != 0 && p.s == (Up ? 0 : 1)) t += frac + 1;
+    put(y, t);
   } else if (p.a < F::kOne) {
     if (p.a == 0)
-      *y = x;
+      put(y, p.b);
     else
       *y = Up ? _pone_nzero<double>[p.s] : _pzero_none<double>[p.s];
   } else {
-    *y = pass_through(p, x);
+    pass_through(p, x, y);
   }
 }
 
@@ -181,11 +184,11 @@ void ceil_floor_double(double x, double* y) {
 // right in every rounding direction.  In 2^22 <= |x| < 2^23 the only
 // fractional bit weighs 0.5 and adding +-0.5 reaches the neighbour exactly.
 template <bool Up>
-void ceil_floor_float(float x, float* y) {
+void ceil_floor_float(const float& x, float* y) {
   const Pattern<float> p = pattern(x);
   const uint32_t e = p.a >> 23;
   if (e >= 150) {  // |x| >= 2^23, Inf, NaN
-    *y = pass_through(p, x);
+    pass_through(p, x, y);
   } else if (e == 149) {  // 2^22 <= |x| < 2^23
     *y = (p.b & 1) ? x + _halfs[Up ? 0 : 1] : x;
   } else if (e >= 127) {  // 1 <= |x| < 2^22
@@ -196,7 +199,7 @@ void ceil_floor_float(float x, float* y) {
     else
       *y = r > x ? r + _ones<float>[1] : r;
   } else if (p.a == 0) {
-    *y = x;
+    put(y, p.b);
   } else {  // 0 < |x| < 1, denormals included
     touch_flags(x);
     *y = Up ? _pone_nzero<float>[p.s] : _pzero_none<float>[p.s];
@@ -226,17 +229,17 @@ T round_zero(int s) {
 // magnitude is at least n + 0.5 and goes one unit away from zero, whatever
 // follows it.
 template <class T>
-void round_element(T x, T* y) {
+void round_element(const T& x, T* y) {
   const Pattern<T> p = pattern(x);
   if (in_masked_range(p)) {
     const U<T> frac = fraction_mask(p);
     const U<T> t = p.b & ~frac;
     const U<T> half = (frac >> 1) + 1;
-    *y = from_bits<T>((p.b & half) ? t + frac + 1 : t);
+    put(y, (p.b & half) ? t + frac + 1 : t);
   } else if (p.a < Fmt<T>::kOne) {
     *y = p.a >= Fmt<T>::kHalf ? round_one<T>(p.s) : round_zero<T>(p.s);
   } else {
-    *y = pass_through(p, x);
+    pass_through(p, x, y);
   }
 }
 
@@ -247,7 +250,7 @@ void round_element(T x, T* y) {
 // 2^(k - M + j) times 1.(the bits below j).  Always a normal number, at least
 // 2^-M.  Found on the pattern, it is exact at any precision control.
 template <class T>
-T fraction_of(const Pattern<T>& p, U<T> frac) {
+U<T> fraction_of(const Pattern<T>& p, U<T> frac) {
   constexpr int kM = Fmt<T>::kMant;
   const U<T> tail = p.b & frac;  // nonzero
   int j;
@@ -257,30 +260,30 @@ T fraction_of(const Pattern<T>& p, U<T> frac) {
     j = 31 - __builtin_clz(tail);
   const U<T> biased = U<T>(exponent(p) - kM + j + Fmt<T>::kBias);
   const U<T> mantissa = (tail << (kM - j)) & ((U<T>(1) << kM) - 1);
-  return from_bits<T>((p.b & Fmt<T>::kSign) | (biased << kM) | mantissa);
+  return (p.b & Fmt<T>::kSign) | (biased << kM) | mantissa;
 }
 
 // Integral part toward zero and fractional part, both with the sign of x.
 template <class T>
-void modf_element(T x, T* yi, T* yf) {
+void modf_element(const T& x, T* yi, T* yf) {
   const Pattern<T> p = pattern(x);
   if (in_masked_range(p)) {
     const U<T> frac = fraction_mask(p);
     if (p.b & frac) {
-      *yi = from_bits<T>(p.b & ~frac);
-      *yf = fraction_of(p, frac);
+      put(yi, p.b & ~frac);
+      put(yf, fraction_of(p, frac));
     } else {
-      *yi = x;
+      put(yi, p.b);
       *yf = _zeros<T>[p.s];
     }
   } else if (p.a < Fmt<T>::kOne) {
     *yi = _zeros<T>[p.s];
-    *yf = x;
+    put(yf, p.b);
   } else if (p.a > Fmt<T>::kInf) {  // NaN: quiet in both outputs
     *yi = x + x;
     *yf = x + x;
   } else {  // |x| >= 2^M, Inf
-    *yi = x;
+    put(yi, p.b);
     *yf = _zeros<T>[p.s];
   }
 }
@@ -319,11 +322,11 @@ int rounding_direction() {
 
 // One element in a fixed direction, on the pattern alone.
 template <class T, int Dir>
-void rint_element(T x, T* y) {
+void rint_element(const T& x, T* y) {
   const Pattern<T> p = pattern(x);
   if (!in_masked_range(p)) {
     if (p.a >= Fmt<T>::kOne) {  // |x| >= 2^M, Inf, NaN
-      *y = pass_through(p, x);
+      pass_through(p, x, y);
       return;
     }
     // |x| < 1
@@ -332,9 +335,15 @@ void rint_element(T x, T* y) {
     if constexpr (Dir == kTowardZero) {
       *y = _zeros<T>[p.s];
     } else if constexpr (Dir == kUpward) {
-      *y = p.a == 0 ? x : _pone_nzero<T>[p.s];
+      if (p.a == 0)
+        put(y, p.b);
+      else
+        *y = _pone_nzero<T>[p.s];
     } else if constexpr (Dir == kDownward) {
-      *y = p.a == 0 ? x : _pzero_none<T>[p.s];
+      if (p.a == 0)
+        put(y, p.b);
+      else
+        *y = _pzero_none<T>[p.s];
     } else {  // to nearest: exactly 0.5 ties to the even 0
       *y = p.a > Fmt<T>::kHalf ? _ones<T>[p.s] : _zeros<T>[p.s];
     }
@@ -357,7 +366,7 @@ void rint_element(T x, T* y) {
     const U<T> unit = frac + 1;
     away = (p.b & half) != 0 && (p.b & (unit | (half - 1))) != 0;
   }
-  *y = from_bits<T>(away ? t + frac + 1 : t);
+  put(y, away ? t + frac + 1 : t);
 }
 
 template <class T>
