@@ -56,7 +56,7 @@ struct Fmt<double> {
   static constexpr U kSign = 0x8000000000000000u;
   static constexpr U kHalf = 0x3FE0000000000000u;     // 0.5
   static constexpr U kOne = 0x3FF0000000000000u;      // 1.0
-  static constexpr U kIntRange = U(kMant) << kMant;   // 2^52 - 1.0 in patterns
+  static constexpr U kIntRange = U(kMant) << kMant;   // bits(2^52) - bits(1.0)
   static constexpr U kInf = 0x7FF0000000000000u;
   static constexpr int kBias = 1023;
 };
@@ -67,7 +67,7 @@ struct Fmt<float> {
   static constexpr U kSign = 0x80000000u;
   static constexpr U kHalf = 0x3F000000u;
   static constexpr U kOne = 0x3F800000u;
-  static constexpr U kIntRange = U(kMant) << kMant;   // 2^23 - 1.0 in patterns
+  static constexpr U kIntRange = U(kMant) << kMant;   // bits(2^23) - bits(1.0)
   static constexpr U kInf = 0x7F800000u;
   static constexpr int kBias = 127;
 };
@@ -106,7 +106,7 @@ bool in_masked_range(const Pattern<T>& p) {
 }
 
 template <class T>
-int exponent(const Pattern<T>& p) {
+int exponent(const Pattern<T>& p) {  // k, in the masked range
   return int((p.a - Fmt<T>::kOne) >> Fmt<T>::kMant);
 }
 
