@@ -25,7 +25,8 @@
 //
 // The double-double value is rounded once to double (the scaling by
 // 2^(m-1) is exact) and then stored.  Worst errors measured against MPFR
-// (10^7 random doubles, every float): 0.50x ulp in double, 0.50x ulp in float.
+// over 10^7 inputs per member: sinh 0.505 ulp (the series just below 1/8),
+// cosh 0.500, tanh 0.503 in double; 0.500 ulp for all three in float.
 //
 // Special elements: NaN passes through quietly without a report; sinh and tanh
 // of |x| < 2^-27 return x (and raise inexact unless x is zero), cosh returns 1;
