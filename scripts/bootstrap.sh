@@ -4,7 +4,7 @@
 set -eu
 need=""
 dpkg --print-foreign-architectures | grep -qx i386 || { dpkg --add-architecture i386; need=update; }
-for p in cmake g++ gcc-multilib g++-multilib qemu-user googletest libgtest-dev libbenchmark-dev libbenchmark-dev:i386 \
+for p in cmake make g++ gcc-multilib g++-multilib qemu-user googletest libgtest-dev libbenchmark-dev libbenchmark-dev:i386 \
          libmpfr-dev libmpc-dev libmpfr-dev:i386 libmpc-dev:i386 binutils python3-matplotlib valgrind; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || need="$need $p"
 done

@@ -17,13 +17,9 @@
 #include "references.h"
 
 using namespace kelacc;
+using namespace kelfpu;
 
 namespace {
-
-template <class T>
-bool same_bits(T a, T b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
-}
 
 struct Exact {
   mpfr_t v;

@@ -15,17 +15,6 @@ using namespace kelfpu;
 
 namespace {
 
-double from_bits(uint64_t b) {
-  double x;
-  std::memcpy(&x, &b, 8);
-  return x;
-}
-uint64_t bits_of(double x) {
-  uint64_t b;
-  std::memcpy(&b, &x, 8);
-  return b;
-}
-
 struct Row {
   const char* what;
   uint64_t bits;
@@ -57,7 +46,7 @@ TEST(Classify, TruthTable) {
   const char* const names[7] = {"isinf", "ispinf", "isninf", "isnan", "iszero", "isnegzero", "isnzfinite"};
   for (const Row& r : rows) {
     ScopedControlWord cw(kDefault);
-    for (int t = 0; t < 7; ++t) EXPECT_EQ(tests[t](from_bits(r.bits)), r.expected[t]) << names[t] << "(" << r.what << ")";
+    for (int t = 0; t < 7; ++t) EXPECT_EQ(tests[t](double_from_bits(r.bits)), r.expected[t]) << names[t] << "(" << r.what << ")";
     // Bits only: no flag, not even invalid for a signalling NaN or denormal
     // for a subnormal.
     EXPECT_EQ(flags() & 0x3F, 0) << r.what;
@@ -74,7 +63,7 @@ TEST(Abs, DoubleClearsTheSignBitOnly) {
   for (uint64_t p : patterns) {
     const bool signalling = (p & 0x7FF8000000000000) == 0x7FF0000000000000 && (p << 12) != 0;
     ScopedControlWord cw(kDefault);
-    volatile double y = orx_dabs_scalar(from_bits(p));
+    volatile double y = orx_dabs_scalar(double_from_bits(p));
     const uint16_t raised = flags() & 0x3F;
     if (signalling) continue;  // the caller's own store to double quiets it
     EXPECT_EQ(bits_of(y), p & 0x7FFFFFFFFFFFFFFF) << std::hex << p;
@@ -95,7 +84,7 @@ TEST(Abs, DoubleResultRegisterOnI386) {
   const uint16_t exponents[] = {0x7FFF, 0x7FFF, 16383 - 1074};
   for (int i = 0; i < 3; ++i) {
     ScopedControlWord cw(kDefault);
-    const long double y = raw(from_bits(patterns[i]));
+    const long double y = raw(double_from_bits(patterns[i]));
     EXPECT_EQ(flags() & 0x3F, 0) << std::hex << patterns[i];
     uint64_t m;
     uint16_t se;
@@ -121,18 +110,6 @@ TEST(Abs, FloatClearsTheSignBit) {
   }
 }
 
-long double make(int sign, int exp, uint64_t m) {
-  long double x = 0;
-  const uint16_t se = static_cast<uint16_t>(sign << 15 | exp);
-  std::memcpy(&x, &m, 8);
-  std::memcpy(reinterpret_cast<char*>(&x) + 8, &se, 2);
-  return x;
-}
-void fields(long double x, uint64_t* m, uint16_t* se) {
-  std::memcpy(m, &x, 8);
-  std::memcpy(se, reinterpret_cast<const char*>(&x) + 8, 2);
-}
-
 // The long double absolute value is arithmetic: x * (+-1) for numbers, x * 1
 // with the sign cleared for NaNs, so a signalling NaN leaves quiet with invalid.
 TEST(Abs, LongDouble) {
@@ -146,19 +123,17 @@ TEST(Abs, LongDouble) {
       {0.0L, 0, 0, 0, 0},
       {-1.5L, 0, 16383, 0xC000000000000000, 0},
       {-INFINITY, 0, 0x7FFF, 0x8000000000000000, 0},
-      {make(1, 0x7FFF, 0xC000000000000123), 0, 0x7FFF, 0xC000000000000123, 0},
-      {make(1, 0x7FFF, 0x8000000000000123), 0, 0x7FFF, 0xC000000000000123, kInvalid},
-      {make(1, 0, 5), 0, 0, 5, 0},
+      {ld_make(1, 0x7FFF, 0xC000000000000123), 0, 0x7FFF, 0xC000000000000123, 0},
+      {ld_make(1, 0x7FFF, 0x8000000000000123), 0, 0x7FFF, 0xC000000000000123, kInvalid},
+      {ld_make(1, 0, 5), 0, 0, 5, 0},
   };
   for (const Case& c : cases) {
     ScopedControlWord cw(0x037F);
     const long double y = orxfabsl_scalar(c.x);
     EXPECT_EQ(flags() & (kInvalid | kDivByZero | kOverflow | kUnderflow), c.flags) << kelacc::hex(c.x);
-    uint64_t m;
-    uint16_t se;
-    fields(y, &m, &se);
-    EXPECT_EQ(se, c.sign << 15 | c.exp) << kelacc::hex(c.x);
-    EXPECT_EQ(m, c.m) << kelacc::hex(c.x);
+    const LdFields f = ld_fields(y);
+    EXPECT_EQ(f.se, c.sign << 15 | c.exp) << kelacc::hex(c.x);
+    EXPECT_EQ(f.mant, c.m) << kelacc::hex(c.x);
   }
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "accuracy.h"
+#include "check.h"
 #include "fpu.h"
 #include "kelvm.h"
 
@@ -23,31 +24,6 @@ using namespace kelfpu;
 namespace tab = kel::exp_data;
 
 namespace {
-
-// Sample sizes: modest under qemu-i386, larger in the native build.
-constexpr bool kNative = sizeof(void*) == 8;
-constexpr size_t sized(size_t qemu, size_t native) { return kNative ? native : qemu; }
-
-template <class T>
-bool same_bits(T a, T b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-uint64_t bits(double x) {
-  uint64_t b;
-  std::memcpy(&b, &x, 8);
-  return b;
-}
-uint32_t bits(float x) {
-  uint32_t b;
-  std::memcpy(&b, &x, 4);
-  return b;
-}
-float float_from_bits(uint32_t b) {
-  float x;
-  std::memcpy(&x, &b, 4);
-  return x;
-}
 
 using Fn64 = KelStatus (*)(const double*, double*, int);
 using Fn32 = KelStatus (*)(const float*, float*, int);
@@ -95,7 +71,7 @@ double model_exp(const double* t, bool high, double x) {
   IeeeDouble d;
   const int o = high ? 128 : 64;  // scalar constants follow the rows
   const double n = d.add(d.mul(x, t[o]), t[o + 1]);
-  const int32_t k = static_cast<int32_t>(bits(n));
+  const int32_t k = static_cast<int32_t>(bits_of(n));
   const double kd = d.sub(n, t[o + 1]);
   const int j = k & 63, m = k >> 6;
   const double* c = &t[o + 2];
@@ -175,7 +151,7 @@ TEST(ExpTables, DocumentedValuesAreExact) {
     EXPECT_TRUE(same_bits(got, expected)) << which << "[" << v.index << "] = " << kelacc::hex(got) << ", not "
                                           << v.decimal;
     if (v.pattern != 0) {
-      EXPECT_EQ(bits(got), v.pattern) << which << "[" << v.index << "]";
+      EXPECT_EQ(bits_of(got), v.pattern) << which << "[" << v.index << "]";
     }
   }
 }
@@ -196,37 +172,10 @@ TEST(ExpTables, CopiesAgreeWhereTheyShouldAndRowsAreShared) {
 
 // ---- Screen ----
 
-template <class T>
-struct Special {
-  T x, y;
-  uint16_t flags;  // exactly these among invalid, overflow, underflow, inexact
-};
-
-template <class T>
-void check_specials(KelStatus (*fn)(const T*, T*, int), std::initializer_list<Special<T>> cases) {
-  for (const auto& c : cases) {
-    T y;
-    uint16_t raised;
-    int status;
-    {
-      ScopedControlWord cw(kDefault);
-      status = fn(&c.x, &y, 1);
-      raised = flags() & (kInvalid | kOverflow | kUnderflow | kInexact);
-    }
-    SCOPED_TRACE("x = " + kelacc::hex(c.x) + " -> " + kelacc::hex(y));
-    EXPECT_EQ(status, 0);
-    if (std::isnan(c.y))  // the quiet bit is the top fraction bit
-      EXPECT_TRUE(std::isnan(y) && (bits(y) >> (sizeof(T) == 8 ? 51 : 22) & 1)) << "NaN leaves quiet";
-    else
-      EXPECT_TRUE(same_bits(y, c.y));
-    EXPECT_EQ(raised, c.flags);
-  }
-}
-
 TEST(ExpScreen, SpecialInputs) {
   const double snan = std::numeric_limits<double>::signaling_NaN(), qnan = NAN;
   for (Fn64 fn : {kelsExp_64f_A50, kelsExp_64f_A53}) {
-    check_specials<double>(fn, {
+    kelacc::expect_specials<double>("Exp_64f", fn, {
                                    {0.0, 1.0, 0},
                                    {-0.0, 1.0, 0},
                                    {4.9406564584124654e-324, 1.0, kInexact},
@@ -244,7 +193,7 @@ TEST(ExpScreen, SpecialInputs) {
   }
   const float fsnan = std::numeric_limits<float>::signaling_NaN();
   for (Fn32 fn : kFloatMembers) {
-    check_specials<float>(fn, {
+    kelacc::expect_specials<float>("Exp_32f", fn, {
                                   {0.0f, 1.0f, 0},
                                   {-0.0f, 1.0f, 0},
                                   {0x1p-149f, 1.0f, kInexact},
@@ -276,14 +225,8 @@ template <class T>
 void check_thresholds(KelStatus (*fn)(const T*, T*, int), T (*model)(T),
                       std::initializer_list<Threshold<T>> cases) {
   for (const auto& c : cases) {
-    T y;
-    int status;
-    uint16_t raised;
-    {
-      ScopedControlWord cw(kDefault);
-      status = fn(&c.x, &y, 1);
-      raised = flags();
-    }
+    const auto [y, status, raw] = run_one(fn, c.x);
+    const uint16_t raised = raw;
     SCOPED_TRACE("x = " + kelacc::hex(c.x) + " -> " + kelacc::hex(y));
     if (c.expect == Expect::overflow) {
       EXPECT_EQ(status, kelStatusOverflow);
@@ -527,8 +470,8 @@ TEST(ExpAccuracy, DISABLED_TenMillionDoubles) {
 // below 2^-28 float ulp); the worst case is then measured against MPFR.
 TEST(ExpAccuracy, DISABLED_EveryFloat) {
   if (!kNative) GTEST_SKIP() << "native build only";
-  const uint32_t ranges[][2] = {{0x80000000u, bits(-103.97207641601562f)},
-                                {0x00000000u, bits(88.72283172607422f)}};
+  const uint32_t ranges[][2] = {{0x80000000u, bits_of(-103.97207641601562f)},
+                                {0x00000000u, bits_of(88.72283172607422f)}};
   constexpr size_t kChunk = 4096;
   std::vector<float> xs(kChunk), ys(kChunk);
   double worst = 0;

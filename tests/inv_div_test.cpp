@@ -14,11 +14,6 @@ using namespace kelfpu;
 
 namespace {
 
-template <class T>
-bool same_bits(T a, T b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
 TEST(Inv, ZeroReportsSingularityWithSignedInfinity) {
   const double src[2] = {-0.0, 0.0};
   double dst[2];

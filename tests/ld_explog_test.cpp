@@ -38,27 +38,6 @@ size_t samples() {
 #endif
 }
 
-struct Fields {
-  uint64_t m;
-  uint16_t se;
-};
-Fields fields(long double x) {
-  Fields f;
-  std::memcpy(&f.m, &x, 8);
-  std::memcpy(&f.se, reinterpret_cast<const char*>(&x) + 8, 2);
-  return f;
-}
-long double make(int sign, int exp, uint64_t m) {
-  long double x = 0;
-  const uint16_t se = static_cast<uint16_t>(sign << 15 | exp);
-  std::memcpy(&x, &m, 8);
-  std::memcpy(reinterpret_cast<char*>(&x) + 8, &se, 2);
-  return x;
-}
-bool same_bits(long double a, long double b) {
-  const Fields fa = fields(a), fb = fields(b);
-  return fa.m == fb.m && fa.se == fb.se;
-}
 constexpr uint64_t kLead = uint64_t{1} << 63;
 
 // Random arguments with a uniformly random biased exponent in [e_lo, e_hi]
@@ -70,7 +49,7 @@ std::vector<long double> binades(int sign, int e_lo, int e_hi, size_t n, uint64_
   for (auto& x : v) {
     const int e = pick(rng);
     const uint64_t m = rng();
-    x = make(sign, e, e == 0 ? m >> 1 : m | kLead);
+    x = ld_make(sign, e, e == 0 ? m >> 1 : m | kLead);
   }
   return v;
 }
@@ -263,11 +242,11 @@ TEST(Log1pl, TinyArgumentsRoundBelowX) {
 
 // ---- Exceptional inputs and their flags -------------------------------------
 
-long double qnan(int sign) { return make(sign, 0x7FFF, 0xC000000000000000ULL); }
-long double snan(int sign) { return make(sign, 0x7FFF, 0x8000000000000001ULL); }
+long double qnan(int sign) { return ld_make(sign, 0x7FFF, 0xC000000000000000ULL); }
+long double snan(int sign) { return ld_make(sign, 0x7FFF, 0x8000000000000001ULL); }
 bool is_quiet_nan(long double x) {
-  const Fields f = fields(x);
-  return (f.se & 0x7FFF) == 0x7FFF && (f.m & 0x4000000000000000ULL) != 0;
+  const LdFields f = ld_fields(x);
+  return (f.se & 0x7FFF) == 0x7FFF && (f.mant & 0x4000000000000000ULL) != 0;
 }
 
 enum Class { kPlusZero, kMinusZero, kOne, kPlusInf, kMinusInf, kNaN, kFinite, kSubnormal };
@@ -405,8 +384,8 @@ uint64_t digest(Kernel f) {
     s = s * 6364136223846793005ull + 1442695040888963407ull;
     long double x;
     switch (i % 4) {
-      case 0: x = make(static_cast<int>(s >> 63), static_cast<int>(s >> 20) & 0x7FFF, s | kLead); break;
-      case 1: x = make(static_cast<int>(s >> 63), 16370 + static_cast<int>((s >> 20) % 28), s | kLead); break;
+      case 0: x = ld_make(static_cast<int>(s >> 63), static_cast<int>(s >> 20) & 0x7FFF, s | kLead); break;
+      case 1: x = ld_make(static_cast<int>(s >> 63), 16370 + static_cast<int>((s >> 20) % 28), s | kLead); break;
       case 2: x = static_cast<long double>(static_cast<int64_t>(s)) * 0x1p-50L; break;
       default: x = 1.0L + static_cast<long double>(static_cast<int64_t>(s)) * 0x1p-67L; break;
     }

@@ -23,7 +23,6 @@ using namespace kelfpu;
 namespace {
 
 // The i386 build runs under qemu: smaller samples there, full ones natively.
-constexpr bool kEmulated = sizeof(void*) == 4;
 size_t count(size_t native) { return kEmulated ? native / 20 : native; }
 
 // Accepted errors in ulps of the 64-bit significand.

@@ -44,27 +44,6 @@ const Member32 kFloat32[] = {{"Ln_32f_A11", kelsLn_32f_A11, false},     {"Ln_32f
                              {"Ln_32f_A24", kelsLn_32f_A24, false},     {"Log10_32f_A11", kelsLog10_32f_A11, true},
                              {"Log10_32f_A21", kelsLog10_32f_A21, true}, {"Log10_32f_A24", kelsLog10_32f_A24, true}};
 
-uint64_t bits(double x) {
-  uint64_t b;
-  std::memcpy(&b, &x, 8);
-  return b;
-}
-uint32_t bits(float x) {
-  uint32_t b;
-  std::memcpy(&b, &x, 4);
-  return b;
-}
-double from_bits(uint64_t b) {
-  double x;
-  std::memcpy(&x, &b, 8);
-  return x;
-}
-float from_bits32(uint32_t b) {
-  float x;
-  std::memcpy(&x, &b, 4);
-  return x;
-}
-
 double call(Fn64 fn, double x, int* status = nullptr) {
   double y;
   const int s = fn(&x, &y, 1);
@@ -126,12 +105,12 @@ void check_screen(const char* name, T (*call_fn)(U, T, int*), U fn, T x, Result 
   switch (r) {
     case kQuietNaNSame: {
       // x*x keeps the payload and the sign and sets the quiet bit.
-      const auto quiet = sizeof(T) == 8 ? bits(x) | 0x0008000000000000ull : bits(x) | 0x00400000u;
-      EXPECT_EQ(bits(y), quiet);
+      const auto quiet = sizeof(T) == 8 ? bits_of(x) | 0x0008000000000000ull : bits_of(x) | 0x00400000u;
+      EXPECT_EQ(bits_of(y), quiet);
       break;
     }
     case kDefaultNaN:  // 0/0 computed in the x87: the negative default NaN
-      EXPECT_EQ(bits(y), sizeof(T) == 8 ? 0xFFF8000000000000ull : 0xFFC00000u);
+      EXPECT_EQ(bits_of(y), sizeof(T) == 8 ? 0xFFF8000000000000ull : 0xFFC00000u);
       break;
     case kPlusInf:
       EXPECT_EQ(y, INFINITY);
@@ -153,9 +132,9 @@ float call32(Fn32 fn, float x, int* s) { return call(fn, x, s); }
 TEST(LogScreen, SpecialInputsEveryMember) {
   for (const auto& c : kScreen) {
     for (const auto& m : kDouble64)
-      check_screen(m.name, call64, m.fn, from_bits(c.x), c.result, c.status, c.flag, c.what);
+      check_screen(m.name, call64, m.fn, double_from_bits(c.x), c.result, c.status, c.flag, c.what);
     for (const auto& m : kFloat32)
-      check_screen(m.name, call32, m.fn, from_bits32(c.xf), c.result, c.status, c.flag, c.what);
+      check_screen(m.name, call32, m.fn, float_from_bits(c.xf), c.result, c.status, c.flag, c.what);
   }
 }
 
@@ -185,8 +164,8 @@ TEST(LogScreen, InPlace) {
 // ---- Exact results and path switches ----------------------------------------
 
 TEST(LogPaths, OneGivesPlusZeroInBothAlgorithms) {
-  for (const auto& m : kDouble64) EXPECT_EQ(bits(call(m.fn, 1.0)), 0u) << m.name;
-  for (const auto& m : kFloat32) EXPECT_EQ(bits(call(m.fn, 1.0f)), 0u) << m.name;
+  for (const auto& m : kDouble64) EXPECT_EQ(bits_of(call(m.fn, 1.0)), 0u) << m.name;
+  for (const auto& m : kFloat32) EXPECT_EQ(bits_of(call(m.fn, 1.0f)), 0u) << m.name;
 }
 
 double correctly_rounded_log(double x, bool log10) {
@@ -244,8 +223,8 @@ void check_switch(Fn64 fn, double bound, Model model, const char* name) {
     const double edge = 1 + dir * bound;
     int inside_mismatch = 0, outside_differ = 0;
     for (int k = 0; k < 3000; ++k) {
-      const double in = from_bits(bits(edge) - (dir > 0 ? k : -k));  // towards 1
-      const double out = from_bits(bits(edge) + (dir > 0 ? k + 1 : -(k + 1)));
+      const double in = double_from_bits(bits_of(edge) - (dir > 0 ? k : -k));  // towards 1
+      const double out = double_from_bits(bits_of(edge) + (dir > 0 ? k + 1 : -(k + 1)));
       inside_mismatch += call(fn, in) != model(in - 1);
       outside_differ += call(fn, out) != model(out - 1);
     }
@@ -272,7 +251,7 @@ TEST(LogPaths, LowAccuracyHalvesFromSqrt2) {
   for (const int E : {0, -3}) {
     int mismatch = 0, differ = 0;
     for (int k = 0; k < 2000; ++k) {
-      const double hi = from_bits(bits(r2) + k), lo = from_bits(bits(r2) - k - 1);
+      const double hi = double_from_bits(bits_of(r2) + k), lo = double_from_bits(bits_of(r2) - k - 1);
       mismatch += call(kelsLn_64f_A50, std::ldexp(hi, E)) != ln_la(E + 1, hi / 2);
       mismatch += call(kelsLn_64f_A50, std::ldexp(lo, E)) != ln_la(E, lo);
       differ += (ln_la(E + 1, hi / 2) != ln_la(E, hi)) + (ln_la(E, lo) != ln_la(E + 1, lo / 2));
@@ -412,7 +391,7 @@ TEST(LogTables, ReferenceRows) {
   EXPECT_EQ(R[1].lo, -2.877450746936954e-12);
   EXPECT_EQ(R[64].hi, 0.6931471805598903);
   EXPECT_EQ(R[64].lo, 5.497923018708371e-14);
-  EXPECT_EQ(bits(_orxdLnHATab.log2_hi), 0x3fe62e42fefa3800u);
+  EXPECT_EQ(bits_of(_orxdLnHATab.log2_hi), 0x3fe62e42fefa3800u);
   EXPECT_EQ(_orxdLnHATab.log2_lo, 5.497923018708371e-14);
   const LogHARow* G = _orxdLgHATab.row;
   const double rho[][2] = {{0, 1}, {1, 0.984375}, {2, 0.96875}, {32, 0.6640625}, {63, 0.5078125}, {64, 0.5}};
@@ -444,8 +423,8 @@ std::vector<double> doubles_near_one(size_t n, uint64_t seed) {
   // and a cloud of a few ulps around both switch points of both functions
   for (double b : {0x1.4p-7, 0x1.8p-8})
     for (int k = -40; k <= 40; ++k) {
-      xs.push_back(from_bits(bits(1 + b) + k));
-      xs.push_back(from_bits(bits(1 - b) + k));
+      xs.push_back(double_from_bits(bits_of(1 + b) + k));
+      xs.push_back(double_from_bits(bits_of(1 - b) + k));
     }
   return xs;
 }
@@ -499,7 +478,7 @@ TEST(LogAccuracy, DISABLED_EveryPositiveFloat) {
     double worst = 0;
     float worst_x = 0;
     for (uint32_t hi = 0; hi < 0x7F80; ++hi) {
-      for (uint32_t lo = 0; lo < xs.size(); ++lo) xs[lo] = from_bits32(hi << 16 | lo);
+      for (uint32_t lo = 0; lo < xs.size(); ++lo) xs[lo] = float_from_bits(hi << 16 | lo);
       if (hi == 0) xs[0] = 1.0f;  // +0 is the pole
       m.fn(xs.data(), ys.data(), static_cast<int>(xs.size()));
       for (size_t k = 0; k < xs.size(); ++k) {

@@ -21,7 +21,6 @@ using namespace kelfpu;
 
 namespace {
 
-constexpr bool kEmulated = sizeof(void*) == 4;  // the i386 build runs under qemu
 // KELVM_TRIG_SCALE=k multiplies the random sample counts (long runs by hand).
 size_t scale() {
   const char* k = std::getenv("KELVM_TRIG_SCALE");

@@ -25,11 +25,6 @@ using namespace kelfpu;
 
 namespace {
 
-constexpr bool kNative = sizeof(void*) == 8;
-
-uint64_t bits_of(double x) { return std::bit_cast<uint64_t>(x); }
-uint32_t bits_of(float x) { return std::bit_cast<uint32_t>(x); }
-
 template <class T>
 using Bits = decltype(bits_of(T()));
 

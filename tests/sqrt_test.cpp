@@ -25,22 +25,6 @@ using Fn32 = KelStatus (*)(const float*, float*, int);
 const Fn64 kMembers64[] = {kelsSqrt_64f_A50, kelsSqrt_64f_A53};
 const Fn32 kMembers32[] = {kelsSqrt_32f_A11, kelsSqrt_32f_A21, kelsSqrt_32f_A24};
 
-uint64_t bits_of(double x) {
-  uint64_t b;
-  std::memcpy(&b, &x, 8);
-  return b;
-}
-uint32_t bits_of(float x) {
-  uint32_t b;
-  std::memcpy(&b, &x, 4);
-  return b;
-}
-float from_bits32(uint32_t b) {
-  float x;
-  std::memcpy(&x, &b, 4);
-  return x;
-}
-
 bool native_build() { return sizeof(void*) == 8; }
 
 // ---- Special values ---------------------------------------------------------
@@ -292,8 +276,8 @@ TEST(Sqrt, CorrectlyRoundedOnRandomDoubles) {
 bool float_root_ok(float x, float y) {
   const uint32_t b = bits_of(y);
   const double yd = y;
-  const double lo = (yd + static_cast<double>(from_bits32(b - 1))) / 2;
-  const double hi = (yd + static_cast<double>(from_bits32(b + 1))) / 2;
+  const double lo = (yd + static_cast<double>(float_from_bits(b - 1))) / 2;
+  const double hi = (yd + static_cast<double>(float_from_bits(b + 1))) / 2;
   return lo * lo < static_cast<double>(x) && static_cast<double>(x) < hi * hi;
 }
 
@@ -302,7 +286,7 @@ bool float_root_ok(float x, float y) {
 // double root rounded once to float, and it is correctly rounded.
 TEST(Sqrt, FloatIsDoubleRootRoundedOnce) {
   auto xs = kelacc::random_bits_in<float>(0x1p-149f, 0x1.fffffep127f, 20000, 5);
-  for (uint32_t b = 1; b < 0x800000; b = b * 3 + 1) xs.push_back(from_bits32(b));  // subnormals
+  for (uint32_t b = 1; b < 0x800000; b = b * 3 + 1) xs.push_back(float_from_bits(b));  // subnormals
   const std::vector<double> wide(xs.begin(), xs.end());
   std::vector<double> yd(xs.size());
   std::vector<float> ys(xs.size());
@@ -329,7 +313,7 @@ TEST(Sqrt, ExhaustiveFloatsNative) {
   std::string first;
   for (uint32_t start = 1; start < 0x7F800000u; start += kChunk) {
     const uint32_t n = std::min<uint32_t>(kChunk, 0x7F800000u - start);
-    for (uint32_t i = 0; i < n; ++i) xs[i] = from_bits32(start + i);
+    for (uint32_t i = 0; i < n; ++i) xs[i] = float_from_bits(start + i);
     kelsSqrt_32f_A24(xs.data(), ys.data(), static_cast<int>(n));
     for (uint32_t i = 0; i < n; ++i)
       if (!float_root_ok(xs[i], ys[i]) && bad++ == 0) first = kelacc::hex(xs[i]) + " gave " + kelacc::hex(ys[i]);

@@ -18,24 +18,6 @@ using namespace kelfpu;
 
 namespace {
 
-constexpr bool kEmulated = sizeof(void*) == 4;
-
-float from_bits32(uint32_t b) {
-  float x;
-  std::memcpy(&x, &b, 4);
-  return x;
-}
-uint64_t bits_of(double x) {
-  uint64_t b;
-  std::memcpy(&b, &x, 8);
-  return b;
-}
-uint32_t bits_of(float x) {
-  uint32_t b;
-  std::memcpy(&b, &x, 4);
-  return b;
-}
-
 using DoubleSC = void (*)(int, const double*, double*, int*);
 using FloatSC = void (*)(int, const float*, float*, int*);
 using DoubleSC2 = void (*)(int, const double*, double*, double*, int*);
@@ -216,7 +198,7 @@ TEST(TrigSC, FloatSpecialValues) {
     }
     // A NaN goes through the kernel: the quiet NaN it computes, no report,
     // the status untouched (the tangent included).
-    const float qnan = from_bits32(0x7FC00001u);
+    const float qnan = float_from_bits(0x7FC00001u);
     ScopedControlWord cw(kDefault);
     float y = 1.0f;
     int status = 5;

@@ -23,16 +23,10 @@ using namespace kelfpu;
 
 namespace {
 
-constexpr bool kEmulated = sizeof(void*) == 4;  // the i386 build runs under qemu
 // KELVM_TRIG_SCALE=k multiplies the sample counts (for long runs by hand).
 size_t scaled(size_t native) {
   const char* k = std::getenv("KELVM_TRIG_SCALE");
   return (kEmulated ? native / 40 : native) * (k ? std::strtoul(k, nullptr, 10) : 1);
-}
-
-template <class T>
-bool same_bits(T a, T b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
 template <class T>

@@ -87,28 +87,10 @@ float from_ordered<float>(int64_t o) {
   return x;
 }
 
-// Long double fields, read and written as bits (no x87 arithmetic, so the
-// caller's precision control does not matter).
-struct LdBits {
-  uint64_t mant;
-  uint16_t se;
-};
-LdBits ld_bits(long double x) {
-  LdBits b;
-  std::memcpy(&b.mant, &x, 8);
-  std::memcpy(&b.se, reinterpret_cast<const char*>(&x) + 8, 2);
-  return b;
-}
-long double ld_from(uint16_t se, uint64_t mant) {
-  long double x = 0;
-  std::memcpy(&x, &mant, 8);
-  std::memcpy(reinterpret_cast<char*>(&x) + 8, &se, 2);
-  return x;
-}
 // Position of a finite long double on a line where every binade has length
 // one: biased exponent plus the fraction, negated for negative values.
 double ld_position(long double x) {
-  const LdBits b = ld_bits(x);
+  const kelfpu::LdFields b = kelfpu::ld_fields(x);
   const int e = b.se & 0x7FFF;
   const double frac = static_cast<double>(b.mant & ~(uint64_t{1} << 63)) * 0x1p-63;
   const double p = e + frac;
@@ -528,7 +510,7 @@ std::vector<long double> random_bits_in<long double>(long double lo, long double
     // low bits are random.
     const uint64_t frac = (static_cast<uint64_t>((a - e) * 0x1p32) << 31) | (rng() >> 33);
     const uint64_t mant = (e ? uint64_t{1} << 63 : 0) | frac;
-    const long double x = ld_from(static_cast<uint16_t>(e | (p < 0 ? 0x8000 : 0)), mant);
+    const long double x = kelfpu::ld_from(static_cast<uint16_t>(e | (p < 0 ? 0x8000 : 0)), mant);
     if (less(x, lo) || less(hi, x)) continue;
     out.push_back(x);
   }
@@ -560,7 +542,7 @@ std::string hex(float x) {
 }
 std::string hex(long double x) {
   char buf[80];
-  const LdBits b = ld_bits(x);
+  const kelfpu::LdFields b = kelfpu::ld_fields(x);
   std::snprintf(buf, sizeof buf, "%La (0x%04x:%016" PRIx64 ")", x, b.se, b.mant);
   return buf;
 }

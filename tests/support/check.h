@@ -16,6 +16,10 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
+#include "fpu.h"
 #include "references.h"
 
 namespace kelacc {
@@ -37,6 +41,31 @@ template <class Fn, class Ref, class T>
 void expect_accurate(const char* name, Fn fn, Ref ref, Generator<T> gen, const std::string& flavour,
                      size_t n = default_samples(), uint64_t seed = 1) {
   expect_within(name, sample(fn, ref, gen(n, seed)), bound_for_flavour(flavour));
+}
+
+// One special input of a real unary member: the result it must store (bit
+// for bit; any quiet NaN when y is a NaN) and exactly the flags among
+// invalid, overflow, underflow and inexact it must raise, with status 0.
+template <class T>
+struct Special {
+  T x, y;
+  uint16_t flags;
+};
+
+template <class T>
+void expect_specials(const char* member, KelStatus (*fn)(const T*, T*, int), const std::vector<Special<T>>& cases) {
+  using namespace kelfpu;
+  for (const auto& c : cases) {
+    const auto [y, status, raw] = run_one(fn, c.x);
+    const uint16_t raised = raw & (kInvalid | kOverflow | kUnderflow | kInexact);
+    SCOPED_TRACE(std::string(member) + ": x = " + hex(c.x) + " -> " + hex(y));
+    EXPECT_EQ(status, 0);
+    if (std::isnan(c.y))  // the quiet bit is the top fraction bit
+      EXPECT_TRUE(std::isnan(y) && (bits_of(y) >> (sizeof(T) == 8 ? 51 : 22) & 1)) << "NaN leaves quiet";
+    else
+      EXPECT_TRUE(same_bits(y, c.y));
+    EXPECT_EQ(raised, c.flags);
+  }
 }
 
 }  // namespace kelacc

@@ -1,26 +1,26 @@
-// x87 environment helpers for tests: run code under a chosen control word and
-// read the exception flags it raised.
+// Test helpers at the level of the hardware: run code under a chosen x87
+// control word and read the exception flags it raised; build and compare
+// floating-point values by their encodings; size samples for the build.
 #pragma once
 
+#include <bit>
+#include <type_traits>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
+
+#include "../../src/x87.h"
 
 namespace kelfpu {
 
-inline uint16_t control_word() {
-  uint16_t cw;
-  asm volatile("fnstcw %0" : "=m"(cw) : : "memory");
-  return cw;
-}
-inline void set_control_word(uint16_t cw) { asm volatile("fldcw %0" : : "m"(cw) : "memory"); }
-inline uint16_t flags() {
-  uint16_t sw;
-  asm volatile("fnstsw %0" : "=m"(sw) : : "memory");
-  return sw & 0x3F;
-}
-inline void clear_flags() { asm volatile("fnclex" : : : "memory"); }
+using kel::control_word;
+using kel::set_control_word;
+inline uint16_t flags() { return kel::status_word() & kel::kFlagMask; }
+inline void clear_flags() { kel::clear_exception_flags(); }
 
-inline constexpr uint16_t kInvalid = 0x01, kDivByZero = 0x04, kOverflow = 0x08, kUnderflow = 0x10,
-                          kInexact = 0x20;
+inline constexpr uint16_t kInvalid = kel::kFlagInvalid, kDivByZero = kel::kFlagDivByZero,
+                          kOverflow = kel::kFlagOverflow, kUnderflow = kel::kFlagUnderflow,
+                          kInexact = kel::kFlagInexact;
 
 // Control words: 0x037f is the Linux default (64-bit precision, nearest).
 inline constexpr uint16_t kDefault = 0x037F, kDouble = 0x027F, kSingle = 0x007F;
@@ -41,5 +41,62 @@ class ScopedControlWord {
  private:
   uint16_t saved_;
 };
+
+// One element through a unary vector member under the default control
+// word: the stored result, the returned status and the flags raised.
+template <class T>
+struct OneElement {
+  T y;
+  int status;
+  uint16_t flags;
+};
+template <class T, class Fn>
+OneElement<T> run_one(Fn fn, T x) {
+  OneElement<T> r;
+  ScopedControlWord cw(kDefault);
+  r.status = fn(&x, &r.y, 1);
+  r.flags = flags();
+  return r;
+}
+
+// The i386 build runs under qemu-i386, about a hundred times slower than the
+// native build: samples are sized per build.
+inline constexpr bool kNative = sizeof(void*) == 8;
+inline constexpr bool kEmulated = !kNative;
+constexpr size_t sized(size_t emulated, size_t native) { return kNative ? native : emulated; }
+
+inline uint64_t bits_of(double x) { return std::bit_cast<uint64_t>(x); }
+inline uint32_t bits_of(float x) { return std::bit_cast<uint32_t>(x); }
+inline double double_from_bits(uint64_t b) { return std::bit_cast<double>(b); }
+inline float float_from_bits(uint32_t b) { return std::bit_cast<float>(b); }
+
+// Equality of encodings: +0 and -0 differ, a NaN equals only the same NaN.
+// A long double compares its ten value bytes, not the padding.
+template <class T>
+bool same_bits(T a, T b) {
+  return std::memcmp(&a, &b, std::is_same_v<T, long double> ? 10 : sizeof(T)) == 0;
+}
+
+// A long double's fields, read and written as bytes (no x87 arithmetic, so
+// the caller's precision control does not matter).
+struct LdFields {
+  uint64_t mant;  // explicit integer bit included
+  uint16_t se;    // sign and biased exponent
+};
+inline LdFields ld_fields(long double x) {
+  LdFields f;
+  std::memcpy(&f.mant, &x, 8);
+  std::memcpy(&f.se, reinterpret_cast<const char*>(&x) + 8, 2);
+  return f;
+}
+inline long double ld_from(uint16_t se, uint64_t mant) {
+  long double x = 0;
+  std::memcpy(&x, &mant, 8);
+  std::memcpy(reinterpret_cast<char*>(&x) + 8, &se, 2);
+  return x;
+}
+inline long double ld_make(int sign, int biased_exponent, uint64_t mant) {
+  return ld_from(static_cast<uint16_t>(sign << 15 | biased_exponent), mant);
+}
 
 }  // namespace kelfpu
