@@ -8,79 +8,31 @@
 // generator with a message instead of printing a table.
 //
 //   build/native/tests/gen_exp > src/exp_data.cpp
-#include <mpfr.h>
-
 #include <cinttypes>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <string>
 #include <vector>
+
+#include "gen_common.h"
 
 namespace {
 
+using gen::bits_of;
+using gen::Entry;
+using gen::hex;
+using gen::round_to_prec;
+
 constexpr mpfr_prec_t kWide = 256;
-
-uint64_t bits_of(double x) {
-  uint64_t b;
-  std::memcpy(&b, &x, 8);
-  return b;
-}
-
-double from_bits(uint64_t b) {
-  double x;
-  std::memcpy(&x, &b, 8);
-  return x;
-}
-
-// Rounds a wide value to a p-bit significand in the given direction and
-// returns it as a double (exact: p <= 53 and no value here leaves the normal
-// double range).
-double round_to_prec(mpfr_srcptr v, mpfr_prec_t p, mpfr_rnd_t rnd) {
-  mpfr_t r;
-  mpfr_init2(r, p);
-  mpfr_set(r, v, rnd);
-  const double d = mpfr_get_d(r, MPFR_RNDN);
-  mpfr_clear(r);
-  return d;
-}
-
-double from_decimal(const char* s) {
-  mpfr_t r;
-  mpfr_init2(r, 53);
-  mpfr_set_str(r, s, 10, MPFR_RNDN);
-  const double d = mpfr_get_d(r, MPFR_RNDN);
-  mpfr_clear(r);
-  return d;
-}
-
-int failures = 0;
 
 // The documented decimal (and bit pattern, when one is given) must name
 // exactly the value the rule produced.
 void expect(const char* what, double value, const char* decimal, uint64_t pattern = 0) {
-  if (bits_of(value) != bits_of(from_decimal(decimal)) || (pattern != 0 && bits_of(value) != pattern)) {
-    std::fprintf(stderr, "gen_exp: %s is %a (0x%016" PRIx64 "), documented as %s\n", what, value, bits_of(value),
-                 decimal);
-    ++failures;
-  }
+  if (bits_of(value) != bits_of(gen::decimal(decimal)) || (pattern != 0 && bits_of(value) != pattern))
+    gen::fail("%s is %a (0x%016" PRIx64 "), documented as %s", what, value, bits_of(value), decimal);
 }
 
 // c * ln 2 at kWide bits.
 void ln2_times(mpfr_ptr out, long c) {
   mpfr_const_log2(out, MPFR_RNDN);
   mpfr_mul_si(out, out, c, MPFR_RNDN);
-}
-
-struct Entry {
-  double value;
-  std::string comment;
-};
-
-std::string hex(double x) {
-  char buf[40];
-  std::snprintf(buf, sizeof buf, "%a", x);
-  return buf;
 }
 
 void print_table(const char* name, const char* size, const std::vector<Entry>& rows) {
@@ -159,23 +111,22 @@ int main() {
   expect("single normal-result limit", s_normal, "-87.33654022216797", 0xc055d589e0000000);
   expect("single underflow threshold", s_under, "-103.97207641601562", 0xc059fe3680000000);
 
-  const double tiny = from_bits(0x0010000000000001);
+  const double tiny = gen::from_bits(0x0010000000000001);
   expect("tiny operand", tiny, "2.225073858507202e-308");
   expect("huge operand", __DBL_MAX__, "1.7976931348623157e+308");
   expect("unscale factor", 0x1p-60, "8.673617379884035e-19");
   expect("splitting constant", 0x1.8p32, "6442450944.0");
 
-  if (failures != 0) return 1;
 
   std::vector<Entry> la;
   for (int j = 0; j < 64; ++j) la.push_back({th[j], "T[" + std::to_string(j) + "] = 2^(" + std::to_string(j) + "/64)"});
   const std::vector<Entry> la_tail = {
       {inv_l, "64/ln2"},
       {shifter, "1.5*2^52, rounds to an integer in the low word"},
-      {from_decimal("0.49999999999948624"), "c2"},
-      {from_decimal("0.16666666666690205"), "c3"},
-      {from_decimal("0.04166672334464207"), "c4"},
-      {from_decimal("0.008333329554351886"), "c5"},
+      {gen::decimal("0.49999999999948624"), "c2"},
+      {gen::decimal("0.16666666666690205"), "c3"},
+      {gen::decimal("0.04166672334464207"), "c4"},
+      {gen::decimal("0.008333329554351886"), "c5"},
       {d_over, "overflow threshold, <= ln(DBL_MAX)"},
       {d_normal, "normal-result limit, ~ -1022 ln2"},
       {d_under, "underflow threshold, ~ -1075 ln2"},
@@ -201,10 +152,10 @@ int main() {
         {inv_l, "64/ln2"},
         {shifter, "1.5*2^52"},
         {0.5, "c2"},
-        {from_decimal("0.1666666666665788"), "c3"},
-        {from_decimal("0.04166666666677052"), "c4"},
-        {from_decimal("0.008333341995140497"), "c5"},
-        {from_decimal("0.0013888870459233254"), "c6"},
+        {gen::decimal("0.1666666666665788"), "c3"},
+        {gen::decimal("0.04166666666677052"), "c4"},
+        {gen::decimal("0.008333341995140497"), "c5"},
+        {gen::decimal("0.0013888870459233254"), "c6"},
         {over, std::string(kind) + " overflow threshold"},
         {normal, std::string(kind) + " normal-result limit"},
         {under, std::string(kind) + " underflow threshold"},

@@ -9,58 +9,16 @@
 //
 // Build: g++ gen_reduction.cpp -lmpfr -lgmp; run with no argument.
 #include <gmp.h>
-#include <mpfr.h>
 
 #include <cmath>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <string>
+
+#include "gen_common.h"
 
 namespace {
 
-uint64_t bits_of(double x) {
-  uint64_t b;
-  std::memcpy(&b, &x, 8);
-  return b;
-}
-double from_bits(uint64_t b) {
-  double x;
-  std::memcpy(&x, &b, 8);
-  return x;
-}
-
-// C99 hex-float literal of a finite double, from its bit pattern alone (the
-// same text on every host).
-std::string hexfloat(double x) {
-  const uint64_t b = bits_of(x);
-  std::string s = (b >> 63) ? "-" : "";
-  int e = static_cast<int>((b >> 52) & 0x7FF);
-  uint64_t m = b & ((uint64_t(1) << 52) - 1);
-  if (e == 0 && m == 0) return s + "0x0p+0";
-  int lead = 1;
-  if (e == 0) {  // subnormal: 0x0.xxxp-1022
-    lead = 0;
-    e = 1;
-  }
-  char buf[64];
-  int digits = 13;
-  while (digits > 0 && (m & 0xF) == 0) {
-    m >>= 4;
-    --digits;
-  }
-  if (digits > 0)
-    std::snprintf(buf, sizeof buf, "0x%d.%0*llxp%+d", lead, digits, static_cast<unsigned long long>(m), e - 1023);
-  else
-    std::snprintf(buf, sizeof buf, "0x%dp%+d", lead, e - 1023);
-  return s + buf;
-}
-
-void fail(const char* what) {
-  std::fprintf(stderr, "gen_reduction: %s\n", what);
-  std::exit(1);
-}
+using gen::bits_of;
+using gen::fail;
+using gen::from_bits;
 
 struct Slot {
   uint64_t bits;
@@ -149,13 +107,13 @@ int main() {
   std::printf("const double _orxReductionTab[70] = {\n");
   for (int i = 0; i < 20; ++i) {
     const double v = from_bits(kFixed[i].bits);
-    std::string lit = (i == 19) ? "__builtin_bit_cast(double, 0xFFFFFFFFFFFFFFFFull)" : hexfloat(v);
+    std::string lit = (i == 19) ? "__builtin_bit_cast(double, 0xFFFFFFFFFFFFFFFFull)" : gen::hex(v);
     std::printf("    %s,", lit.c_str());
     if (kFixed[i].note[0]) std::printf("  // %d: %s", i, kFixed[i].note);
     std::printf("\n");
   }
   for (int k = 0; k < 50; k += 2) {
-    std::printf("    %s, %s,  // T[%d], T[%d]\n", hexfloat(t[k]).c_str(), hexfloat(t[k + 1]).c_str(), k, k + 1);
+    std::printf("    %s, %s,  // T[%d], T[%d]\n", gen::hex(t[k]).c_str(), gen::hex(t[k + 1]).c_str(), k, k + 1);
   }
   std::printf("};\n\n");
   std::printf("}  // namespace kel::reduce\n");

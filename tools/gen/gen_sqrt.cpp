@@ -10,10 +10,7 @@
 // of two, so rounding the 256-bit quotient to an integer is exact.
 //
 // Build and run: g++ gen_sqrt.cpp -lmpfr -lgmp && ./a.out > src/sqrt_data.cpp
-#include <mpfr.h>
-
-#include <cstdio>
-#include <cstdlib>
+#include "gen_common.h"
 
 namespace {
 
@@ -31,12 +28,7 @@ double seed(int p, int j) {
   return out;
 }
 
-void check(bool ok, const char* what) {
-  if (!ok) {
-    std::fprintf(stderr, "gen_sqrt: %s\n", what);
-    std::exit(1);
-  }
-}
+using gen::check;
 
 }  // namespace
 

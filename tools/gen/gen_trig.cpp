@@ -26,54 +26,18 @@
 //
 // Build: g++ gen_trig.cpp -lmpfr -lgmp; run with no argument.
 #include <gmp.h>
-#include <mpfr.h>
 
 #include <cmath>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <string>
 #include <vector>
+
+#include "gen_common.h"
 
 namespace {
 
 constexpr mpfr_prec_t kPrec = 1000;
 
-uint64_t bits_of(double x) {
-  uint64_t b;
-  std::memcpy(&b, &x, 8);
-  return b;
-}
-
-std::string hexfloat(double x) {
-  const uint64_t b = bits_of(x);
-  if (((b >> 52) & 0x7FF) == 0x7FF) {
-    if ((b & ((uint64_t(1) << 52) - 1)) == 0) return (b >> 63) ? "-kInf" : "kInf";
-    char buf[80];
-    std::snprintf(buf, sizeof buf, "__builtin_bit_cast(double, 0x%016llXull)", static_cast<unsigned long long>(b));
-    return buf;
-  }
-  std::string s = (b >> 63) ? "-" : "";
-  int e = static_cast<int>((b >> 52) & 0x7FF);
-  uint64_t m = b & ((uint64_t(1) << 52) - 1);
-  if (e == 0 && m == 0) return s + "0x0p+0";
-  int lead = 1;
-  if (e == 0) lead = 0, e = 1;
-  char buf[64];
-  int digits = 13;
-  while (digits > 0 && (m & 0xF) == 0) m >>= 4, --digits;
-  if (digits > 0)
-    std::snprintf(buf, sizeof buf, "0x%d.%0*llxp%+d", lead, digits, static_cast<unsigned long long>(m), e - 1023);
-  else
-    std::snprintf(buf, sizeof buf, "0x%dp%+d", lead, e - 1023);
-  return s + buf;
-}
-
-void fail(const char* what) {
-  std::fprintf(stderr, "gen_trig: %s\n", what);
-  std::exit(1);
-}
+using gen::bits_of;
+using gen::fail;
 
 struct M {
   mpfr_t v;
@@ -189,7 +153,7 @@ void print_array(const char* name, const std::vector<double>& v, int per_line,
   std::printf("extern const double %s[%zu] = {\n", name, v.size());
   for (size_t i = 0; i < v.size(); i += per_line) {
     std::string line = "   ";
-    for (size_t k = i; k < i + per_line && k < v.size(); ++k) line += " " + hexfloat(v[k]) + ",";
+    for (size_t k = i; k < i + per_line && k < v.size(); ++k) line += " " + gen::hex(v[k]) + ",";
     std::printf("%s", line.c_str());
     if (i < notes.size() && !notes[i].empty()) std::printf("  // %s", notes[i].c_str());
     std::printf("\n");

@@ -1,0 +1,106 @@
+// Helpers shared by the table generators: bit patterns, decimals rounded once
+// to double, MPFR roundings to a chosen precision, hex-float literals that
+// read the same on every host, and the failure exit.
+#pragma once
+
+#include <errno.h>  // program_invocation_short_name
+#include <mpfr.h>
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace gen {
+
+inline uint64_t bits_of(double x) {
+  uint64_t b;
+  std::memcpy(&b, &x, 8);
+  return b;
+}
+
+inline double from_bits(uint64_t b) {
+  double x;
+  std::memcpy(&x, &b, 8);
+  return x;
+}
+
+// A generator that finds a value off its rule or its documentation stops
+// with a message and no table: the regeneration test then fails.
+[[noreturn]] __attribute__((format(printf, 1, 2))) inline void fail(const char* format, ...) {
+  std::fprintf(stderr, "%s: ", program_invocation_short_name);
+  va_list args;
+  va_start(args, format);
+  std::vfprintf(stderr, format, args);
+  va_end(args);
+  std::fputc('\n', stderr);
+  std::exit(1);
+}
+
+inline void check(bool ok, const char* what) {
+  if (!ok) fail("%s", what);
+}
+
+// A printed decimal, rounded once to double.
+inline double decimal(const char* s) {
+  mpfr_t r;
+  mpfr_init2(r, 53);
+  mpfr_set_str(r, s, 10, MPFR_RNDN);
+  const double d = mpfr_get_d(r, MPFR_RNDN);
+  mpfr_clear(r);
+  return d;
+}
+
+// v rounded to a p-bit significand in the given direction, as a double
+// (exact for p <= 53 inside the normal double range).
+inline double round_to_prec(mpfr_srcptr v, mpfr_prec_t p, mpfr_rnd_t rnd) {
+  mpfr_t r;
+  mpfr_init2(r, p);
+  mpfr_set(r, v, rnd);
+  const double d = mpfr_get_d(r, MPFR_RNDN);
+  mpfr_clear(r);
+  return d;
+}
+
+// C99 hex-float literal of a double built from its bit pattern alone, so the
+// text is the same on every host: shortest digits, subnormals as 0x0.xxxp-1022,
+// infinities as the table sources' kInf, NaNs as a bit cast of their pattern.
+inline std::string hex(double x) {
+  const uint64_t b = bits_of(x);
+  const uint64_t m52 = (uint64_t{1} << 52) - 1;
+  int e = static_cast<int>((b >> 52) & 0x7FF);
+  uint64_t m = b & m52;
+  char buf[80];
+  if (e == 0x7FF) {
+    if (m == 0) return (b >> 63) ? "-kInf" : "kInf";
+    std::snprintf(buf, sizeof buf, "__builtin_bit_cast(double, 0x%016llXull)", static_cast<unsigned long long>(b));
+    return buf;
+  }
+  const std::string sign = (b >> 63) ? "-" : "";
+  if (e == 0 && m == 0) return sign + "0x0p+0";
+  int lead = 1;
+  if (e == 0) {
+    lead = 0;
+    e = 1;
+  }
+  int digits = 13;
+  while (digits > 0 && (m & 0xF) == 0) {
+    m >>= 4;
+    --digits;
+  }
+  if (digits > 0)
+    std::snprintf(buf, sizeof buf, "0x%d.%0*llxp%+d", lead, digits, static_cast<unsigned long long>(m), e - 1023);
+  else
+    std::snprintf(buf, sizeof buf, "0x%dp%+d", lead, e - 1023);
+  return sign + buf;
+}
+
+// One value of a printed table with the comment that follows it.
+struct Entry {
+  double value;
+  std::string comment;
+};
+
+}  // namespace gen
