@@ -199,8 +199,8 @@ int exp_la(double x, double* y) {
     return kel::frame::unary<kel::frame::kRealGuard, Kernel>(src, dst, len, _ORX_THISFUNC_NAME); \
   }
 
-KEL_EXP_MEMBER(kelsExp_32f_A11, float, (exp_ha<s11::_orxdExpHATab, float>))
-KEL_EXP_MEMBER(kelsExp_32f_A21, float, (exp_ha<s21::_orxdExpHATab, float>))
-KEL_EXP_MEMBER(kelsExp_32f_A24, float, (exp_ha<s24::_orxdExpHATab, float>))
+KEL_EXP_MEMBER(kelsExp_32f_A11, float, (exp_ha<for_float::_orxdExpHATab, float>))
+KEL_EXP_MEMBER(kelsExp_32f_A21, float, (exp_ha<for_float::_orxdExpHATab, float>))
+KEL_EXP_MEMBER(kelsExp_32f_A24, float, (exp_ha<for_float::_orxdExpHATab, float>))
 KEL_EXP_MEMBER(kelsExp_64f_A50, double, exp_la<_orxdExpLATab>)
-KEL_EXP_MEMBER(kelsExp_64f_A53, double, (exp_ha<d53::_orxdExpHATab, double>))
+KEL_EXP_MEMBER(kelsExp_64f_A53, double, (exp_ha<for_double::_orxdExpHATab, double>))

@@ -4,9 +4,9 @@
 // T[j] and Th[j] are 2^(j/64) rounded to nearest; Tl[j] is the relative
 // correction (2^(j/64) - Th[j]) / Th[j] rounded to nearest, so that
 // Th[j] * (1 + Tl[j]) = 2^(j/64) to about 2^-106.  L1 + L2 = ln2/64 to
-// about 2^-90.  Each high-accuracy member has its own copy of its table;
-// the single-precision copies differ from the double one only in the
-// three thresholds.
+// about 2^-90.  The high-accuracy table exists twice, differing only in
+// the three thresholds: the double one (kelsExp_64f_A53, and the
+// hyperbolic family's exponential) and the single one (the float members).
 #include "exp_data.h"
 
 namespace kel::exp_data {
@@ -96,8 +96,8 @@ const double _orxdExpLATab[kLATabSize] = {
     0x1p-60,                 //  80: 2^-60, gradual-underflow unscale
 };
 
-// High-accuracy algorithm, kelsExp_64f_A53.
-namespace d53 {
+// High-accuracy algorithm, double thresholds.
+namespace for_double {
 const double _orxdExpHATab[kHATabSize] = {
     0x1p+0,                  //   0: Th[0] = 2^(0/64)
     0x0p+0,                  //   1: Tl[0], relative
@@ -247,10 +247,10 @@ const double _orxdExpHATab[kHATabSize] = {
     0x1p-60,                 // 145: 2^-60
     0x1.8p+32,               // 146: 1.5*2^32, splits V in the exact underflow path
 };
-}  // namespace d53
+}  // namespace for_double
 
-// High-accuracy algorithm, kelsExp_32f_A11.
-namespace s11 {
+// High-accuracy algorithm, single thresholds.
+namespace for_float {
 const double _orxdExpHATab[kHATabSize] = {
     0x1p+0,                  //   0: Th[0] = 2^(0/64)
     0x0p+0,                  //   1: Tl[0], relative
@@ -400,312 +400,6 @@ const double _orxdExpHATab[kHATabSize] = {
     0x1p-60,                 // 145: 2^-60
     0x1.8p+32,               // 146: 1.5*2^32, splits V in the exact underflow path
 };
-}  // namespace s11
-
-// High-accuracy algorithm, kelsExp_32f_A21.
-namespace s21 {
-const double _orxdExpHATab[kHATabSize] = {
-    0x1p+0,                  //   0: Th[0] = 2^(0/64)
-    0x0p+0,                  //   1: Tl[0], relative
-    0x1.02c9a3e778061p+0,    //   2: Th[1] = 2^(1/64)
-    -0x1.160139cd8dc5dp-56,  //   3: Tl[1], relative
-    0x1.059b0d3158574p+0,    //   4: Th[2] = 2^(2/64)
-    0x1.cd2523567f613p-55,   //   5: Tl[2], relative
-    0x1.0874518759bc8p+0,    //   6: Th[3] = 2^(3/64)
-    0x1.0f74e61e6c861p-57,   //   7: Tl[3], relative
-    0x1.0b5586cf9890fp+0,    //   8: Th[4] = 2^(4/64)
-    0x1.79aa65d837b6dp-54,   //   9: Tl[4], relative
-    0x1.0e3ec32d3d1a2p+0,    //  10: Th[5] = 2^(5/64)
-    0x1.ebe3d702f9cd1p-60,   //  11: Tl[5], relative
-    0x1.11301d0125b51p+0,    //  12: Th[6] = 2^(6/64)
-    -0x1.556522a2fbd0ep-54,  //  13: Tl[6], relative
-    0x1.1429aaea92dep+0,     //  14: Th[7] = 2^(7/64)
-    -0x1.1c923b9d5f416p-54,  //  15: Tl[7], relative
-    0x1.172b83c7d517bp+0,    //  16: Th[8] = 2^(8/64)
-    -0x1.01b15eaa59348p-55,  //  17: Tl[8], relative
-    0x1.1a35beb6fcb75p+0,    //  18: Th[9] = 2^(9/64)
-    0x1.b898c3f1353bfp-55,   //  19: Tl[9], relative
-    0x1.1d4873168b9aap+0,    //  20: Th[10] = 2^(10/64)
-    0x1.aecf73e3a2f6p-54,    //  21: Tl[10], relative
-    0x1.2063b88628cd6p+0,    //  22: Th[11] = 2^(11/64)
-    0x1.a6f4144a6c38dp-55,   //  23: Tl[11], relative
-    0x1.2387a6e756238p+0,    //  24: Th[12] = 2^(12/64)
-    0x1.68efde3a8a894p-54,   //  25: Tl[12], relative
-    0x1.26b4565e27cddp+0,    //  26: Th[13] = 2^(13/64)
-    0x1.0472b981fe7f2p-55,   //  27: Tl[13], relative
-    0x1.29e9df51fdee1p+0,    //  28: Th[14] = 2^(14/64)
-    0x1.2f7e16d09ab31p-55,   //  29: Tl[14], relative
-    0x1.2d285a6e4030bp+0,    //  30: Th[15] = 2^(15/64)
-    0x1.b3782720c0ab4p-55,   //  31: Tl[15], relative
-    0x1.306fe0a31b715p+0,    //  32: Th[16] = 2^(16/64)
-    0x1.34d754db0abb6p-55,   //  33: Tl[16], relative
-    0x1.33c08b26416ffp+0,    //  34: Th[17] = 2^(17/64)
-    0x1.fdd395dd3f84ap-55,   //  35: Tl[17], relative
-    0x1.371a7373aa9cbp+0,    //  36: Th[18] = 2^(18/64)
-    -0x1.24aedcc4b5068p-54,  //  37: Tl[18], relative
-    0x1.3a7db34e59ff7p+0,    //  38: Th[19] = 2^(19/64)
-    -0x1.1d1e83e9436d2p-56,  //  39: Tl[19], relative
-    0x1.3dea64c123422p+0,    //  40: Th[20] = 2^(20/64)
-    0x1.59f48a72a4c6dp-55,   //  41: Tl[20], relative
-    0x1.4160a21f72e2ap+0,    //  42: Th[21] = 2^(21/64)
-    -0x1.8a78f4817895bp-58,  //  43: Tl[21], relative
-    0x1.44e086061892dp+0,    //  44: Th[22] = 2^(22/64)
-    0x1.363ed60c2ac11p-59,   //  45: Tl[22], relative
-    0x1.486a2b5c13cdp+0,     //  46: Th[23] = 2^(23/64)
-    0x1.ecce1daa10379p-57,   //  47: Tl[23], relative
-    0x1.4bfdad5362a27p+0,    //  48: Th[24] = 2^(24/64)
-    0x1.690cebb7aafbp-56,    //  49: Tl[24], relative
-    0x1.4f9b2769d2ca7p+0,    //  50: Th[25] = 2^(25/64)
-    -0x1.f94340071a38ep-55,  //  51: Tl[25], relative
-    0x1.5342b569d4f82p+0,    //  52: Th[26] = 2^(26/64)
-    -0x1.8dec6bd0f385fp-56,  //  53: Tl[26], relative
-    0x1.56f4736b527dap+0,    //  54: Th[27] = 2^(27/64)
-    0x1.3350518fdd78ep-54,   //  55: Tl[27], relative
-    0x1.5ab07dd485429p+0,    //  56: Th[28] = 2^(28/64)
-    0x1.063e1e21c5409p-54,   //  57: Tl[28], relative
-    0x1.5e76f15ad2148p+0,    //  58: Th[29] = 2^(29/64)
-    0x1.432e62b64c035p-54,   //  59: Tl[29], relative
-    0x1.6247eb03a5585p+0,    //  60: Th[30] = 2^(30/64)
-    -0x1.c33c53bef4da8p-55,  //  61: Tl[30], relative
-    0x1.6623882552225p+0,    //  62: Th[31] = 2^(31/64)
-    -0x1.3cedd78565858p-54,  //  63: Tl[31], relative
-    0x1.6a09e667f3bcdp+0,    //  64: Th[32] = 2^(32/64)
-    -0x1.3b3efbf5e2228p-54,  //  65: Tl[32], relative
-    0x1.6dfb23c651a2fp+0,    //  66: Th[33] = 2^(33/64)
-    -0x1.367efb86da9eep-57,  //  67: Tl[33], relative
-    0x1.71f75e8ec5f74p+0,    //  68: Th[34] = 2^(34/64)
-    -0x1.81f647e5a3ecfp-56,  //  69: Tl[34], relative
-    0x1.75feb564267c9p+0,    //  70: Th[35] = 2^(35/64)
-    -0x1.619321e55e68ap-55,  //  71: Tl[35], relative
-    0x1.7a11473eb0187p+0,    //  72: Th[36] = 2^(36/64)
-    -0x1.b32dcb94da51dp-56,  //  73: Tl[36], relative
-    0x1.7e2f336cf4e62p+0,    //  74: Th[37] = 2^(37/64)
-    0x1.5ebe1abd66c55p-57,   //  75: Tl[37], relative
-    0x1.82589994cce13p+0,    //  76: Th[38] = 2^(38/64)
-    -0x1.369b6f13b3734p-54,  //  77: Tl[38], relative
-    0x1.868d99b4492edp+0,    //  78: Th[39] = 2^(39/64)
-    -0x1.4d450d872576ep-54,  //  79: Tl[39], relative
-    0x1.8ace5422aa0dbp+0,    //  80: Th[40] = 2^(40/64)
-    0x1.db72fc1f0eab4p-55,   //  81: Tl[40], relative
-    0x1.8f1ae99157736p+0,    //  82: Th[41] = 2^(41/64)
-    0x1.bf68359f35f44p-56,   //  83: Tl[41], relative
-    0x1.93737b0cdc5e5p+0,    //  84: Th[42] = 2^(42/64)
-    -0x1.da9b88b6c1e29p-58,  //  85: Tl[42], relative
-    0x1.97d829fde4e5p+0,     //  86: Th[43] = 2^(43/64)
-    -0x1.2434322f4f9aap-54,  //  87: Tl[43], relative
-    0x1.9c49182a3f09p+0,     //  88: Th[44] = 2^(44/64)
-    0x1.1affc2b91ce27p-56,   //  89: Tl[44], relative
-    0x1.a0c667b5de565p+0,    //  90: Th[45] = 2^(45/64)
-    -0x1.7c50422622263p-55,  //  91: Tl[45], relative
-    0x1.a5503b23e255dp+0,    //  92: Th[46] = 2^(46/64)
-    -0x1.1bbd1d3bcbb15p-54,  //  93: Tl[46], relative
-    0x1.a9e6b5579fdbfp+0,    //  94: Th[47] = 2^(47/64)
-    0x1.469846e735ab3p-55,   //  95: Tl[47], relative
-    0x1.ae89f995ad3adp+0,    //  96: Th[48] = 2^(48/64)
-    0x1.c1a7792cb3387p-55,   //  97: Tl[48], relative
-    0x1.b33a2b84f15fbp+0,    //  98: Th[49] = 2^(49/64)
-    -0x1.5c3d956dcaebap-58,  //  99: Tl[49], relative
-    0x1.b7f76f2fb5e47p+0,    // 100: Th[50] = 2^(50/64)
-    -0x1.8d6f438ad9334p-57,  // 101: Tl[50], relative
-    0x1.bcc1e904bc1d2p+0,    // 102: Th[51] = 2^(51/64)
-    0x1.4ffd70a5fddcdp-56,   // 103: Tl[51], relative
-    0x1.c199bdd85529cp+0,    // 104: Th[52] = 2^(52/64)
-    0x1.36eae30af0cb3p-56,   // 105: Tl[52], relative
-    0x1.c67f12e57d14bp+0,    // 106: Th[53] = 2^(53/64)
-    0x1.4e08fd10959acp-55,   // 107: Tl[53], relative
-    0x1.cb720dcef9069p+0,    // 108: Th[54] = 2^(54/64)
-    0x1.76b2c6c921968p-57,   // 109: Tl[54], relative
-    0x1.d072d4a07897cp+0,    // 110: Th[55] = 2^(55/64)
-    -0x1.fad5d3ffffa6fp-55,  // 111: Tl[55], relative
-    0x1.d5818dcfba487p+0,    // 112: Th[56] = 2^(56/64)
-    0x1.4a385a63d07a7p-56,   // 113: Tl[56], relative
-    0x1.da9e603db3285p+0,    // 114: Th[57] = 2^(57/64)
-    0x1.e5a50d5c192acp-55,   // 115: Tl[57], relative
-    0x1.dfc97337b9b5fp+0,    // 116: Th[58] = 2^(58/64)
-    -0x1.2d52107b43e1fp-55,  // 117: Tl[58], relative
-    0x1.e502ee78b3ff6p+0,    // 118: Th[59] = 2^(59/64)
-    0x1.4b604603a88d3p-56,   // 119: Tl[59], relative
-    0x1.ea4afa2a490dap+0,    // 120: Th[60] = 2^(60/64)
-    -0x1.ff7128fd391fp-55,   // 121: Tl[60], relative
-    0x1.efa1bee615a27p+0,    // 122: Th[61] = 2^(61/64)
-    0x1.ec3bc41aa2008p-55,   // 123: Tl[61], relative
-    0x1.f50765b6e454p+0,     // 124: Th[62] = 2^(62/64)
-    0x1.a64a931d185eep-55,   // 125: Tl[62], relative
-    0x1.fa7c1819e90d8p+0,    // 126: Th[63] = 2^(63/64)
-    0x1.7893b4d91cd9dp-56,   // 127: Tl[63], relative
-    0x1.71547652b82fep+6,    // 128: 64/ln2
-    0x1.8p+52,               // 129: 1.5*2^52
-    0x1p-1,                  // 130: c2
-    0x1.55555555548f8p-3,    // 131: c3
-    0x1.5555555558fccp-5,    // 132: c4
-    0x1.111123aaf20d3p-7,    // 133: c5
-    0x1.6c16a1c2a3ffdp-10,   // 134: c6
-    0x1.62e42ep+6,           // 135: single overflow threshold
-    -0x1.5d589ep+6,          // 136: single normal-result limit
-    -0x1.9fe368p+6,          // 137: single underflow threshold
-    0x1.62e42fefap-7,        // 138: L1
-    0x1.cf79abc9e3b3ap-46,   // 139: L2
-    0x1.0000000000001p-1022, // 140: tiny operand
-    0x1.fffffffffffffp+1023, // 141: huge operand
-    0x0p+0,                  // 142: result for -Inf
-    0x1p+0,                  // 143: one
-    0x1p+1,                  // 144: two
-    0x1p-60,                 // 145: 2^-60
-    0x1.8p+32,               // 146: 1.5*2^32, splits V in the exact underflow path
-};
-}  // namespace s21
-
-// High-accuracy algorithm, kelsExp_32f_A24.
-namespace s24 {
-const double _orxdExpHATab[kHATabSize] = {
-    0x1p+0,                  //   0: Th[0] = 2^(0/64)
-    0x0p+0,                  //   1: Tl[0], relative
-    0x1.02c9a3e778061p+0,    //   2: Th[1] = 2^(1/64)
-    -0x1.160139cd8dc5dp-56,  //   3: Tl[1], relative
-    0x1.059b0d3158574p+0,    //   4: Th[2] = 2^(2/64)
-    0x1.cd2523567f613p-55,   //   5: Tl[2], relative
-    0x1.0874518759bc8p+0,    //   6: Th[3] = 2^(3/64)
-    0x1.0f74e61e6c861p-57,   //   7: Tl[3], relative
-    0x1.0b5586cf9890fp+0,    //   8: Th[4] = 2^(4/64)
-    0x1.79aa65d837b6dp-54,   //   9: Tl[4], relative
-    0x1.0e3ec32d3d1a2p+0,    //  10: Th[5] = 2^(5/64)
-    0x1.ebe3d702f9cd1p-60,   //  11: Tl[5], relative
-    0x1.11301d0125b51p+0,    //  12: Th[6] = 2^(6/64)
-    -0x1.556522a2fbd0ep-54,  //  13: Tl[6], relative
-    0x1.1429aaea92dep+0,     //  14: Th[7] = 2^(7/64)
-    -0x1.1c923b9d5f416p-54,  //  15: Tl[7], relative
-    0x1.172b83c7d517bp+0,    //  16: Th[8] = 2^(8/64)
-    -0x1.01b15eaa59348p-55,  //  17: Tl[8], relative
-    0x1.1a35beb6fcb75p+0,    //  18: Th[9] = 2^(9/64)
-    0x1.b898c3f1353bfp-55,   //  19: Tl[9], relative
-    0x1.1d4873168b9aap+0,    //  20: Th[10] = 2^(10/64)
-    0x1.aecf73e3a2f6p-54,    //  21: Tl[10], relative
-    0x1.2063b88628cd6p+0,    //  22: Th[11] = 2^(11/64)
-    0x1.a6f4144a6c38dp-55,   //  23: Tl[11], relative
-    0x1.2387a6e756238p+0,    //  24: Th[12] = 2^(12/64)
-    0x1.68efde3a8a894p-54,   //  25: Tl[12], relative
-    0x1.26b4565e27cddp+0,    //  26: Th[13] = 2^(13/64)
-    0x1.0472b981fe7f2p-55,   //  27: Tl[13], relative
-    0x1.29e9df51fdee1p+0,    //  28: Th[14] = 2^(14/64)
-    0x1.2f7e16d09ab31p-55,   //  29: Tl[14], relative
-    0x1.2d285a6e4030bp+0,    //  30: Th[15] = 2^(15/64)
-    0x1.b3782720c0ab4p-55,   //  31: Tl[15], relative
-    0x1.306fe0a31b715p+0,    //  32: Th[16] = 2^(16/64)
-    0x1.34d754db0abb6p-55,   //  33: Tl[16], relative
-    0x1.33c08b26416ffp+0,    //  34: Th[17] = 2^(17/64)
-    0x1.fdd395dd3f84ap-55,   //  35: Tl[17], relative
-    0x1.371a7373aa9cbp+0,    //  36: Th[18] = 2^(18/64)
-    -0x1.24aedcc4b5068p-54,  //  37: Tl[18], relative
-    0x1.3a7db34e59ff7p+0,    //  38: Th[19] = 2^(19/64)
-    -0x1.1d1e83e9436d2p-56,  //  39: Tl[19], relative
-    0x1.3dea64c123422p+0,    //  40: Th[20] = 2^(20/64)
-    0x1.59f48a72a4c6dp-55,   //  41: Tl[20], relative
-    0x1.4160a21f72e2ap+0,    //  42: Th[21] = 2^(21/64)
-    -0x1.8a78f4817895bp-58,  //  43: Tl[21], relative
-    0x1.44e086061892dp+0,    //  44: Th[22] = 2^(22/64)
-    0x1.363ed60c2ac11p-59,   //  45: Tl[22], relative
-    0x1.486a2b5c13cdp+0,     //  46: Th[23] = 2^(23/64)
-    0x1.ecce1daa10379p-57,   //  47: Tl[23], relative
-    0x1.4bfdad5362a27p+0,    //  48: Th[24] = 2^(24/64)
-    0x1.690cebb7aafbp-56,    //  49: Tl[24], relative
-    0x1.4f9b2769d2ca7p+0,    //  50: Th[25] = 2^(25/64)
-    -0x1.f94340071a38ep-55,  //  51: Tl[25], relative
-    0x1.5342b569d4f82p+0,    //  52: Th[26] = 2^(26/64)
-    -0x1.8dec6bd0f385fp-56,  //  53: Tl[26], relative
-    0x1.56f4736b527dap+0,    //  54: Th[27] = 2^(27/64)
-    0x1.3350518fdd78ep-54,   //  55: Tl[27], relative
-    0x1.5ab07dd485429p+0,    //  56: Th[28] = 2^(28/64)
-    0x1.063e1e21c5409p-54,   //  57: Tl[28], relative
-    0x1.5e76f15ad2148p+0,    //  58: Th[29] = 2^(29/64)
-    0x1.432e62b64c035p-54,   //  59: Tl[29], relative
-    0x1.6247eb03a5585p+0,    //  60: Th[30] = 2^(30/64)
-    -0x1.c33c53bef4da8p-55,  //  61: Tl[30], relative
-    0x1.6623882552225p+0,    //  62: Th[31] = 2^(31/64)
-    -0x1.3cedd78565858p-54,  //  63: Tl[31], relative
-    0x1.6a09e667f3bcdp+0,    //  64: Th[32] = 2^(32/64)
-    -0x1.3b3efbf5e2228p-54,  //  65: Tl[32], relative
-    0x1.6dfb23c651a2fp+0,    //  66: Th[33] = 2^(33/64)
-    -0x1.367efb86da9eep-57,  //  67: Tl[33], relative
-    0x1.71f75e8ec5f74p+0,    //  68: Th[34] = 2^(34/64)
-    -0x1.81f647e5a3ecfp-56,  //  69: Tl[34], relative
-    0x1.75feb564267c9p+0,    //  70: Th[35] = 2^(35/64)
-    -0x1.619321e55e68ap-55,  //  71: Tl[35], relative
-    0x1.7a11473eb0187p+0,    //  72: Th[36] = 2^(36/64)
-    -0x1.b32dcb94da51dp-56,  //  73: Tl[36], relative
-    0x1.7e2f336cf4e62p+0,    //  74: Th[37] = 2^(37/64)
-    0x1.5ebe1abd66c55p-57,   //  75: Tl[37], relative
-    0x1.82589994cce13p+0,    //  76: Th[38] = 2^(38/64)
-    -0x1.369b6f13b3734p-54,  //  77: Tl[38], relative
-    0x1.868d99b4492edp+0,    //  78: Th[39] = 2^(39/64)
-    -0x1.4d450d872576ep-54,  //  79: Tl[39], relative
-    0x1.8ace5422aa0dbp+0,    //  80: Th[40] = 2^(40/64)
-    0x1.db72fc1f0eab4p-55,   //  81: Tl[40], relative
-    0x1.8f1ae99157736p+0,    //  82: Th[41] = 2^(41/64)
-    0x1.bf68359f35f44p-56,   //  83: Tl[41], relative
-    0x1.93737b0cdc5e5p+0,    //  84: Th[42] = 2^(42/64)
-    -0x1.da9b88b6c1e29p-58,  //  85: Tl[42], relative
-    0x1.97d829fde4e5p+0,     //  86: Th[43] = 2^(43/64)
-    -0x1.2434322f4f9aap-54,  //  87: Tl[43], relative
-    0x1.9c49182a3f09p+0,     //  88: Th[44] = 2^(44/64)
-    0x1.1affc2b91ce27p-56,   //  89: Tl[44], relative
-    0x1.a0c667b5de565p+0,    //  90: Th[45] = 2^(45/64)
-    -0x1.7c50422622263p-55,  //  91: Tl[45], relative
-    0x1.a5503b23e255dp+0,    //  92: Th[46] = 2^(46/64)
-    -0x1.1bbd1d3bcbb15p-54,  //  93: Tl[46], relative
-    0x1.a9e6b5579fdbfp+0,    //  94: Th[47] = 2^(47/64)
-    0x1.469846e735ab3p-55,   //  95: Tl[47], relative
-    0x1.ae89f995ad3adp+0,    //  96: Th[48] = 2^(48/64)
-    0x1.c1a7792cb3387p-55,   //  97: Tl[48], relative
-    0x1.b33a2b84f15fbp+0,    //  98: Th[49] = 2^(49/64)
-    -0x1.5c3d956dcaebap-58,  //  99: Tl[49], relative
-    0x1.b7f76f2fb5e47p+0,    // 100: Th[50] = 2^(50/64)
-    -0x1.8d6f438ad9334p-57,  // 101: Tl[50], relative
-    0x1.bcc1e904bc1d2p+0,    // 102: Th[51] = 2^(51/64)
-    0x1.4ffd70a5fddcdp-56,   // 103: Tl[51], relative
-    0x1.c199bdd85529cp+0,    // 104: Th[52] = 2^(52/64)
-    0x1.36eae30af0cb3p-56,   // 105: Tl[52], relative
-    0x1.c67f12e57d14bp+0,    // 106: Th[53] = 2^(53/64)
-    0x1.4e08fd10959acp-55,   // 107: Tl[53], relative
-    0x1.cb720dcef9069p+0,    // 108: Th[54] = 2^(54/64)
-    0x1.76b2c6c921968p-57,   // 109: Tl[54], relative
-    0x1.d072d4a07897cp+0,    // 110: Th[55] = 2^(55/64)
-    -0x1.fad5d3ffffa6fp-55,  // 111: Tl[55], relative
-    0x1.d5818dcfba487p+0,    // 112: Th[56] = 2^(56/64)
-    0x1.4a385a63d07a7p-56,   // 113: Tl[56], relative
-    0x1.da9e603db3285p+0,    // 114: Th[57] = 2^(57/64)
-    0x1.e5a50d5c192acp-55,   // 115: Tl[57], relative
-    0x1.dfc97337b9b5fp+0,    // 116: Th[58] = 2^(58/64)
-    -0x1.2d52107b43e1fp-55,  // 117: Tl[58], relative
-    0x1.e502ee78b3ff6p+0,    // 118: Th[59] = 2^(59/64)
-    0x1.4b604603a88d3p-56,   // 119: Tl[59], relative
-    0x1.ea4afa2a490dap+0,    // 120: Th[60] = 2^(60/64)
-    -0x1.ff7128fd391fp-55,   // 121: Tl[60], relative
-    0x1.efa1bee615a27p+0,    // 122: Th[61] = 2^(61/64)
-    0x1.ec3bc41aa2008p-55,   // 123: Tl[61], relative
-    0x1.f50765b6e454p+0,     // 124: Th[62] = 2^(62/64)
-    0x1.a64a931d185eep-55,   // 125: Tl[62], relative
-    0x1.fa7c1819e90d8p+0,    // 126: Th[63] = 2^(63/64)
-    0x1.7893b4d91cd9dp-56,   // 127: Tl[63], relative
-    0x1.71547652b82fep+6,    // 128: 64/ln2
-    0x1.8p+52,               // 129: 1.5*2^52
-    0x1p-1,                  // 130: c2
-    0x1.55555555548f8p-3,    // 131: c3
-    0x1.5555555558fccp-5,    // 132: c4
-    0x1.111123aaf20d3p-7,    // 133: c5
-    0x1.6c16a1c2a3ffdp-10,   // 134: c6
-    0x1.62e42ep+6,           // 135: single overflow threshold
-    -0x1.5d589ep+6,          // 136: single normal-result limit
-    -0x1.9fe368p+6,          // 137: single underflow threshold
-    0x1.62e42fefap-7,        // 138: L1
-    0x1.cf79abc9e3b3ap-46,   // 139: L2
-    0x1.0000000000001p-1022, // 140: tiny operand
-    0x1.fffffffffffffp+1023, // 141: huge operand
-    0x0p+0,                  // 142: result for -Inf
-    0x1p+0,                  // 143: one
-    0x1p+1,                  // 144: two
-    0x1p-60,                 // 145: 2^-60
-    0x1.8p+32,               // 146: 1.5*2^32, splits V in the exact underflow path
-};
-}  // namespace s24
+}  // namespace for_float
 
 }  // namespace kel::exp_data

@@ -115,7 +115,7 @@ struct Exp {
 
 inline Exp exp_dd(double a) {
   using L = HALayout;
-  const double* t = kel::exp_data::d53::_orxdExpHATab;
+  const double* t = kel::exp_data::for_double::_orxdExpHATab;
   const double* c = _orxdHyperbolicTab.exp_poly;
   const double n = a * t[L::kInvLn2_64] + t[L::kShifter];
   const int32_t k = static_cast<int32_t>(kel::low_word(n));

@@ -42,15 +42,15 @@ namespace {
 inline int biased_exponent(double x) { return static_cast<int>((bits(x) >> 52) & 0x7FF); }
 inline bool is_infinite(double x) { return (bits(x) << 1) == (uint64_t(0x7FF) << 53); }
 
-// Slots of the sine/cosine tables after the 64 rows.
+// Slots of the sine/cosine table after the 64 rows.
 enum : int {
   kInvPio32 = 256,
   kShifter = 257,
   kPio32 = 258,      // three pieces
   kSinPoly = 261,    // -1/3!, 1/5!, -1/7!, 1/9!
   kCosPoly = 265,    // -1/2!, 1/4!, -1/6!, 1/8!
-  kTwo55 = 269,      // sine tables: 2^55, 2^-55, 1, 0, inf
-  kCosOne = 269,     // cosine table: 1, 0, inf
+  kTwo55 = 269,      // 2^55, 2^-55, then 1, 0, inf
+  kCosOne = 271,     // 1, 0, inf
 };
 
 struct SinCosArg {
@@ -106,7 +106,7 @@ double sin_row(const double* tab, int j, const SinCosArg& a) {
 }  // namespace
 
 double _dSin(double x) {
-  const double* tab = _orxdSinHATab;
+  const double* tab = _orxdSinCosHATab;
   const int e = biased_exponent(x);
   if (e == 0x7FF) return is_infinite(x) ? x * tab[kTwo55 + 3] : x * x;
   if (e < 771) {  // abs(x) < 2^-252: x, inexact unless zero
@@ -118,7 +118,7 @@ double _dSin(double x) {
 }
 
 double _dCos(double x) {
-  const double* tab = _orxdCosHATab;
+  const double* tab = _orxdSinCosHATab;
   const int e = biased_exponent(x);
   if (e == 0x7FF) return is_infinite(x) ? x * tab[kCosOne + 1] : x * x;
   if (e < 771) {  // 1 - x rounds to 1, inexact unless zero

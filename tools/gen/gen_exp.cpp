@@ -180,9 +180,9 @@ int main() {
       "// T[j] and Th[j] are 2^(j/64) rounded to nearest; Tl[j] is the relative\n"
       "// correction (2^(j/64) - Th[j]) / Th[j] rounded to nearest, so that\n"
       "// Th[j] * (1 + Tl[j]) = 2^(j/64) to about 2^-106.  L1 + L2 = ln2/64 to\n"
-      "// about 2^-90.  Each high-accuracy member has its own copy of its table;\n"
-      "// the single-precision copies differ from the double one only in the\n"
-      "// three thresholds.\n"
+      "// about 2^-90.  The high-accuracy table exists twice, differing only in\n"
+      "// the three thresholds: the double one (kelsExp_64f_A53, and the\n"
+      "// hyperbolic family's exponential) and the single one (the float members).\n"
       "#include \"exp_data.h\"\n"
       "\n"
       "namespace kel::exp_data {\n\n");
@@ -192,10 +192,7 @@ int main() {
     const char* ns;
     const char* member;
     bool single;
-  } copies[] = {{"d53", "kelsExp_64f_A53", false},
-                {"s11", "kelsExp_32f_A11", true},
-                {"s21", "kelsExp_32f_A21", true},
-                {"s24", "kelsExp_32f_A24", true}};
+  } copies[] = {{"for_double", "double thresholds", false}, {"for_float", "single thresholds", true}};
   for (const auto& c : copies) {
     std::printf("\n// High-accuracy algorithm, %s.\nnamespace %s {\n", c.member, c.ns);
     print_table("_orxdExpHATab", "kHATabSize",

@@ -284,11 +284,12 @@ int main() {
   const std::vector<double> consts = sincos_constants();
   const double kInf = HUGE_VAL;
 
-  std::vector<double> sin_tab = rows, cos_tab = rows;
+  // One table serves sine, cosine and both at once: the screen constants of
+  // the tiny-argument paths (2^55 and 2^-55 for the sine, 1 for the cosine)
+  // follow the polynomial coefficients.
+  std::vector<double> sin_tab = rows;
   sin_tab.insert(sin_tab.end(), consts.begin(), consts.end());
   sin_tab.insert(sin_tab.end(), {0x1p55, 0x1p-55, 1.0, 0.0, kInf});
-  cos_tab.insert(cos_tab.end(), consts.begin(), consts.end());
-  cos_tab.insert(cos_tab.end(), {1.0, 0.0, kInf});
 
   // Spot checks against reference values.  The reference low sine parts carry about 80
   // bits of sin(Tj) only (they differ from sin(Tj) - Shi by 4e-26 in row 1
@@ -346,8 +347,6 @@ int main() {
   n4[260] = "pi/32 low; sine -1/3!, 1/5!, -1/7!";
   n4[264] = "sine 1/9!; cosine -1/2!, 1/4!, -1/6!";
   n4[268] = "cosine 1/8!; then the screen constants";
-  print_array("_orxdSinHATab", sin_tab, 4, n4);
-  print_array("_orxdCosHATab", cos_tab, 4, n4);
   print_array("_orxdSinCosHATab", sin_tab, 4, n4);
   std::vector<std::string> nt(tan_tab.size());
   nt[0] = "32/pi, 1.5*2^52, 1.5*2^56, pi/32 first split (39 bits)";
