@@ -162,6 +162,12 @@ void register_glibc() {
   register_scalar<double>("sqrt", "Sqrt", std::sqrt);
   register_scalar<float>("sqrtf", "Sqrt", std::sqrt);
   register_scalar<long double>("sqrtl", "Sqrt", std::sqrt);
+  register_scalar<double>("sinh", "Sinh", std::sinh);
+  register_scalar<float>("sinhf", "Sinh", std::sinh);
+  register_scalar<double>("cosh", "Cosh", std::cosh);
+  register_scalar<float>("coshf", "Cosh", std::cosh);
+  register_scalar<double>("tanh", "Tanh", std::tanh);
+  register_scalar<float>("tanhf", "Tanh", std::tanh);
   register_scalar<double>("ceil", "Ceil", std::ceil);
   register_scalar<float>("ceilf", "Ceil", std::ceil);
   register_scalar<double>("floor", "Floor", std::floor);

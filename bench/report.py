@@ -18,7 +18,8 @@ import matplotlib.pyplot as plt  # noqa: E402
 GLIBC = {
     "Exp": ("exp", "expf", "expl"), "Ln": ("log", "logf", "logl"), "Log10": ("log10", "log10f", None),
     "Sin": ("sin", "sinf", "sinl"), "Cos": ("cos", "cosf", None), "Tan": ("tan", "tanf", None),
-    "Sqrt": ("sqrt", "sqrtf", "sqrtl"), "Ceil": ("ceil", "ceilf", None), "Floor": ("floor", None, None),
+    "Sqrt": ("sqrt", "sqrtf", "sqrtl"), "Sinh": ("sinh", "sinhf", None), "Cosh": ("cosh", "coshf", None),
+    "Tanh": ("tanh", "tanhf", None), "Ceil": ("ceil", "ceilf", None), "Floor": ("floor", None, None),
     "Trunc": ("trunc", None, None), "Round": ("round", None, None), "Rint": ("rint", None, None),
     "Inv": ("1/x", "1/xf", None),
 }
