@@ -162,6 +162,23 @@ inline int unchecked_count(const T* src, T* dst, int len) {
     return kel::frame::binary<kel::frame::kRealGuard, Kernel53>(a, b, d, n, _ORX_THISFUNC_NAME);           \
   }
 
+#define KEL_REAL_SCALAR_EXPONENT(Name, Kernel32, Kernel50, Kernel53)                                            \
+  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float v, float* d, int n) {                         \
+    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME);    \
+  }                                                                                                           \
+  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float v, float* d, int n) {                         \
+    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME);    \
+  }                                                                                                           \
+  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float v, float* d, int n) {                         \
+    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME);    \
+  }                                                                                                           \
+  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double v, double* d, int n) {                      \
+    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel50>(s, v, d, n, _ORX_THISFUNC_NAME);    \
+  }                                                                                                           \
+  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double v, double* d, int n) {                      \
+    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel53>(s, v, d, n, _ORX_THISFUNC_NAME);    \
+  }
+
 #define KEL_REAL_TWO_RESULTS(Name, Kernel32, Kernel50, Kernel53)                                           \
   KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d1, float* d2, int n) {                     \
     return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(s, d1, d2, n, _ORX_THISFUNC_NAME);    \

@@ -1,0 +1,149 @@
+// Power family: the C99 special cases with their statuses and flags, the
+// overflow and underflow reports, exact powers, Powx against Pow, independence
+// from the caller's control word, and accuracy against MPFR.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "accuracy.h"
+#include "check.h"
+#include "fpu.h"
+#include "kelvm.h"
+
+using namespace kelfpu;
+
+namespace {
+
+template <class T>
+using PowFn = KelStatus (*)(const T*, const T*, T*, int);
+template <class T>
+using PowxFn = KelStatus (*)(const T*, T, T*, int);
+
+const PowFn<float> kPow32[] = {kelsPow_32f_A11, kelsPow_32f_A21, kelsPow_32f_A24};
+const PowFn<double> kPow64[] = {kelsPow_64f_A50, kelsPow_64f_A53};
+
+template <class T>
+struct Case {
+  T x, y, result;
+  int status;
+  uint16_t flags;  // exactly these among invalid, divide-by-zero, overflow, underflow
+};
+
+template <class T>
+std::vector<Case<T>> special_cases() {
+  using L = std::numeric_limits<T>;
+  const T inf = L::infinity(), nan = L::quiet_NaN(), snan = L::signaling_NaN();
+  return {
+      {nan, T(0), T(1), 0, 0},         {nan, -T(0), T(1), 0, 0},     {T(1), nan, T(1), 0, 0},
+      {T(1), inf, T(1), 0, 0},         {T(-1), inf, T(1), 0, 0},     {T(-1), -inf, T(1), 0, 0},
+      {nan, T(2), nan, 0, 0},          {T(2), nan, nan, 0, 0},       {T(2), snan, nan, 0, kInvalid},
+      {T(0), T(-1), inf, kelStatusSingularity, kDivByZero},          {-T(0), T(-3), -inf, kelStatusSingularity, kDivByZero},
+      {-T(0), T(-2), inf, kelStatusSingularity, kDivByZero},         {-T(0), T(-0.5), inf, kelStatusSingularity, kDivByZero},
+      {-T(0), -inf, inf, kelStatusSingularity, kDivByZero},          {-T(0), T(3), -T(0), 0, 0},
+      {-T(0), T(2), T(0), 0, 0},       {T(0), inf, T(0), 0, 0},      {T(0.5), inf, T(0), 0, 0},
+      {T(0.5), -inf, inf, 0, 0},       {T(-2), inf, inf, 0, 0},      {T(-2), -inf, T(0), 0, 0},
+      {inf, T(-1), T(0), 0, 0},        {inf, T(0.5), inf, 0, 0},     {-inf, T(3), -inf, 0, 0},
+      {-inf, T(2), inf, 0, 0},         {-inf, T(-3), -T(0), 0, 0},   {-inf, T(-2), T(0), 0, 0},
+      {T(-8), T(1) / T(3), nan, kelStatusDomain, kInvalid},          {-L::max(), T(0.5), nan, kelStatusDomain, kInvalid},
+      {T(-2), T(3), T(-8), 0, 0},      {T(-2), T(-2), T(0.25), 0, 0}, {T(4), T(0.5), T(2), 0, 0},
+      {T(2), T(L::max_exponent), inf, kelStatusOverflow, kOverflow},  {T(-2), T(L::max_exponent + 1), -inf, kelStatusOverflow, kOverflow},
+      {L::max(), T(2), inf, kelStatusOverflow, kOverflow},
+      {T(2), T(L::min_exponent - L::digits - 1), T(0), kelStatusUnderflow, kUnderflow},
+      {T(10), T(-L::max_exponent), T(0), kelStatusUnderflow, kUnderflow},
+      {T(10), T(-5000), T(0), kelStatusUnderflow, kUnderflow},  // zero already in extended precision
+      {T(2), T(L::min_exponent - L::digits), L::denorm_min(), 0, 0},  // exact: no report
+  };
+}
+
+template <class T>
+void check_cases(const char* member, PowFn<T> fn) {
+  for (const Case<T>& c : special_cases<T>()) {
+    T r;
+    int status;
+    uint16_t raised;
+    {
+      ScopedControlWord cw(kDefault);
+      status = fn(&c.x, &c.y, &r, 1);
+      raised = flags() & (kInvalid | kDivByZero | kOverflow | kUnderflow);
+    }
+    SCOPED_TRACE(std::string(member) + ": " + kelacc::hex(c.x) + " ^ " + kelacc::hex(c.y) + " -> " + kelacc::hex(r));
+    EXPECT_EQ(status, c.status);
+    if (std::isnan(c.result))
+      EXPECT_TRUE(std::isnan(r));
+    else
+      EXPECT_TRUE(same_bits(r, c.result));
+    EXPECT_EQ(raised, c.flags);
+  }
+}
+
+TEST(PowSpecial, C99CasesStatusesAndFlags) {
+  for (auto fn : kPow32) check_cases<float>("Pow_32f", fn);
+  for (auto fn : kPow64) check_cases<double>("Pow_64f", fn);
+}
+
+// Powers whose value is representable come out exactly: the error of e^(y ln x)
+// before the final rounding is far below half an ulp for these arguments.
+TEST(PowExact, RepresentablePowers) {
+  struct Exact {
+    double x, y, r;
+  };
+  std::vector<Exact> cases = {{3, 33, 5559060566555523.0}, {10, 22, 1e22}, {-3, 3, -27}, {1.5, 7, 17.0859375},
+                              {0.1, 1, 0.1},               {7, -1, 1.0 / 7}, {9, 0.5, 3}, {0x1p-1000, 0.5, 0x1p-500}};
+  for (int k = -1074; k <= 1023; k += 7) cases.push_back({2, double(k), std::ldexp(1.0, k)});
+  for (int k = -1022; k <= 1023; k += 11) cases.push_back({0.5, double(-k), std::ldexp(1.0, k)});
+  for (const Exact& c : cases) {
+    for (auto fn : kPow64) {
+      double r;
+      ScopedControlWord cw(kDefault);
+      EXPECT_EQ(fn(&c.x, &c.y, &r, 1), 0);
+      EXPECT_TRUE(same_bits(r, c.r)) << c.x << " ^ " << c.y << " = " << kelacc::hex(r);
+    }
+  }
+}
+
+// Powx is Pow with the exponent repeated: same results, same status.
+TEST(Powx, EqualsPowWithTheExponentRepeated) {
+  const std::vector<double> xs = {2, -2, 0, -0.0, 0.5, 10, 1e-300, INFINITY, NAN, -8, 1e300};
+  const double exponents[] = {3, -3, 0.5, -1075, 1e10, -INFINITY, 1.0 / 3};
+  for (double y : exponents) {
+    std::vector<double> a(xs.size()), b(xs.size()), ys(xs.size(), y);
+    ScopedControlWord cw(kDefault);
+    EXPECT_EQ(kelsPowx_64f_A53(xs.data(), y, a.data(), int(xs.size())),
+              kelsPow_64f_A53(xs.data(), ys.data(), b.data(), int(xs.size())));
+    for (size_t i = 0; i < xs.size(); ++i) EXPECT_TRUE(same_bits(a[i], b[i])) << xs[i] << " ^ " << y;
+  }
+  const float xf[] = {2, -2, 0, 0.5f, 10, INFINITY};
+  float af[6], bf[6];
+  const float yf[6] = {-2.5f, -2.5f, -2.5f, -2.5f, -2.5f, -2.5f};
+  ScopedControlWord cw(kDefault);
+  EXPECT_EQ(kelsPowx_32f_A24(xf, -2.5f, af, 6), kelsPow_32f_A24(xf, yf, bf, 6));
+  for (int i = 0; i < 6; ++i) EXPECT_TRUE(same_bits(af[i], bf[i])) << xf[i];
+}
+
+// The element arithmetic switches to 64-bit precision and back on its own:
+// results do not depend on the caller's precision or rounding control, and
+// the caller's control word comes back unchanged.
+TEST(PowFrame, ResultsIndependentOfTheCallersControlWord) {
+  const kelacc::Inputs<double> in = kelacc::gen_pow<double>(sized(200, 5000), 3);
+  const int n = int(in.a.size());
+  std::vector<double> ref(n), got(n);
+  {
+    ScopedControlWord cw(kDefault);
+    kelsPow_64f_A53(in.a.data(), in.b.data(), ref.data(), n);
+  }
+  for (uint16_t word : {uint16_t(kSingle | kUp), uint16_t(kDouble | kTowardZero), uint16_t(kDefault | kDown)}) {
+    ScopedControlWord cw(word);
+    kelsPow_64f_A53(in.a.data(), in.b.data(), got.data(), n);
+    EXPECT_EQ(control_word(), word);
+    for (int i = 0; i < n; ++i) ASSERT_TRUE(same_bits(got[i], ref[i])) << std::hex << word << ": " << in.a[i] << " ^ " << in.b[i];
+  }
+}
+
+TEST(PowAccuracy, EveryMemberWithinItsBound) {
+  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Pow);
+  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Powx);
+}
+
+}  // namespace
