@@ -119,25 +119,37 @@ void register_library() {
   }
 }
 
-// glibc's scalar functions in a loop, on the inputs of the matching family.
-template <class T>
-void register_scalar(const char* name, const char* family, T (*fn)(T)) {
+// glibc's scalar functions in a loop, on the inputs of the matching family
+// (for two-argument functions, the second source reversed, as for ours).
+template <class T, class Fn>
+void register_loop(const char* name, const char* family, Fn fn) {
   const bool single = sizeof(T) == 4;
   for (int special = 0; special < 2; ++special) {
     const auto range = special ? kelbench::special_range(family, single) : kelbench::main_range(family, single);
     if (range.lo == range.hi) continue;
     const auto in = kelbench::make_inputs(range, kMaxLen, 1);
     auto src = std::make_shared<std::vector<T>>(in.begin(), in.end());
+    auto src2 = std::make_shared<std::vector<T>>(in.rbegin(), in.rend());
     auto dst = std::make_shared<std::vector<T>>(in.size());
     auto body = [=](int n) {
       const T* a = src->data();
+      const T* b = src2->data();
       T* r = dst->data();
-      for (int i = 0; i < n; ++i) r[i] = fn(a[i]);
+      if constexpr (std::is_invocable_v<Fn, T, T>) {
+        for (int i = 0; i < n; ++i) r[i] = fn(a[i], b[i]);
+      } else {
+        for (int i = 0; i < n; ++i) r[i] = fn(a[i]);
+      }
     };
     auto* b = benchmark::RegisterBenchmark((std::string("glibc:") + name + (special ? "/special" : "/main")).c_str(),
                                            [body](benchmark::State& s) { timed(s, body); });
     for (int len : kLengths) b->Arg(len);
   }
+}
+
+template <class T>
+void register_scalar(const char* name, const char* family, T (*fn)(T)) {
+  register_loop<T>(name, family, fn);
 }
 
 double recip(double x) { return 1.0 / x; }
@@ -168,6 +180,25 @@ void register_glibc() {
   register_scalar<float>("coshf", "Cosh", std::cosh);
   register_scalar<double>("tanh", "Tanh", std::tanh);
   register_scalar<float>("tanhf", "Tanh", std::tanh);
+  register_loop<double>("pow", "Pow", [](double a, double b) { return std::pow(a, b); });
+  register_loop<float>("powf", "Pow", [](float a, float b) { return std::pow(a, b); });
+  register_loop<double>("hypot", "Hypot", [](double a, double b) { return std::hypot(a, b); });
+  register_loop<float>("hypotf", "Hypot", [](float a, float b) { return std::hypot(a, b); });
+  register_loop<double>("atan2", "Atan2", [](double a, double b) { return std::atan2(a, b); });
+  register_loop<float>("atan2f", "Atan2", [](float a, float b) { return std::atan2(a, b); });
+  register_loop<double>("cbrt", "Cbrt", [](double a) { return std::cbrt(a); });
+  register_loop<float>("cbrtf", "Cbrt", [](float a) { return std::cbrt(a); });
+  register_loop<double>("asin", "Asin", [](double a) { return std::asin(a); });
+  register_loop<double>("acos", "Acos", [](double a) { return std::acos(a); });
+  register_loop<double>("atan", "Atan", [](double a) { return std::atan(a); });
+  register_loop<float>("atanf", "Atan", [](float a) { return std::atan(a); });
+  register_loop<double>("asinh", "Asinh", [](double a) { return std::asinh(a); });
+  register_loop<double>("acosh", "Acosh", [](double a) { return std::acosh(a); });
+  register_loop<double>("atanh", "Atanh", [](double a) { return std::atanh(a); });
+  register_loop<double>("erf", "Erf", [](double a) { return std::erf(a); });
+  register_loop<float>("erff", "Erf", [](float a) { return std::erf(a); });
+  register_loop<double>("erfc", "Erfc", [](double a) { return std::erfc(a); });
+  register_loop<float>("erfcf", "Erfc", [](float a) { return std::erfc(a); });
   register_scalar<double>("ceil", "Ceil", std::ceil);
   register_scalar<float>("ceilf", "Ceil", std::ceil);
   register_scalar<double>("floor", "Floor", std::floor);

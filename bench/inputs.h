@@ -25,6 +25,8 @@ inline Range main_range(const std::string& f, bool single) {
   if (f == "Asin" || f == "Acos" || f == "Atanh" || f == "Erf" || f == "ErfInv") return {-0.99, 0.99, false};
   if (f == "Acosh") return {1, 1e6, false};
   if (f == "Sinh" || f == "Cosh") return single ? Range{-80, 80, false} : Range{-700, 700, false};
+  if (f == "Pow" || f == "Powx") return {0.1, 10, false};
+  if (f == "Erfc") return {-5, 27, false};
   return {-1e6, 1e6, false};
 }
 

@@ -19,7 +19,11 @@ GLIBC = {
     "Exp": ("exp", "expf", "expl"), "Ln": ("log", "logf", "logl"), "Log10": ("log10", "log10f", None),
     "Sin": ("sin", "sinf", "sinl"), "Cos": ("cos", "cosf", None), "Tan": ("tan", "tanf", None),
     "Sqrt": ("sqrt", "sqrtf", "sqrtl"), "Sinh": ("sinh", "sinhf", None), "Cosh": ("cosh", "coshf", None),
-    "Tanh": ("tanh", "tanhf", None), "Ceil": ("ceil", "ceilf", None), "Floor": ("floor", None, None),
+    "Tanh": ("tanh", "tanhf", None), "Pow": ("pow", "powf", None), "Powx": ("pow", "powf", None),
+    "Hypot": ("hypot", "hypotf", None), "Atan2": ("atan2", "atan2f", None), "Cbrt": ("cbrt", "cbrtf", None),
+    "Asin": ("asin", None, None), "Acos": ("acos", None, None), "Atan": ("atan", "atanf", None),
+    "Asinh": ("asinh", None, None), "Acosh": ("acosh", None, None), "Atanh": ("atanh", None, None),
+    "Erf": ("erf", "erff", None), "Erfc": ("erfc", "erfcf", None), "Ceil": ("ceil", "ceilf", None), "Floor": ("floor", None, None),
     "Trunc": ("trunc", None, None), "Round": ("round", None, None), "Rint": ("rint", None, None),
     "Inv": ("1/x", "1/xf", None),
 }
