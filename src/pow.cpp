@@ -111,9 +111,12 @@ long double power_of_magnitude(double ax, double y) {
   constexpr long double q = sizeof(T) == 8 ? 0x1p-1074L : 0x1p-149L;
   constexpr long double min_normal = sizeof(T) == 8 ? 0x1p-1022L : 0x1p-126L;
   kel::PrecisionGuard<kel::kPrecision64Nearest> extended;
-  const kel::ld::DD l = log_dd(ax);
-  const kel::ld::DD p = kel::ld::two_prod(y, l.hi);
-  const kel::ld::DD t = kel::ld::fast_two_sum(p.hi, p.lo + y * l.lo);
+  // The operands pass through memory after the control word changes, so no
+  // arithmetic on them can be scheduled under the frame's 53-bit setting.
+  const long double axe = kel::opaque<long double>(ax), ye = kel::opaque<long double>(y);
+  const kel::ld::DD l = log_dd(axe);
+  const kel::ld::DD p = kel::ld::two_prod(ye, l.hi);
+  const kel::ld::DD t = kel::ld::fast_two_sum(p.hi, p.lo + ye * l.lo);
   if (t.hi > kBeyondRange || t.hi < -kBeyondRange) return orxexpl_scalar(t.hi);
   long double r = orxexpl_scalar(t.hi) * (1.0L + t.lo);
   if (r < min_normal) {

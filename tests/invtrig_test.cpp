@@ -1,0 +1,146 @@
+// Inverse circular and inverse hyperbolic families: special inputs with their
+// flags, the domain and singularity reports, atan2's signed zeros and
+// infinities, odd symmetry, independence from the caller's control word, and
+// accuracy against MPFR.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "accuracy.h"
+#include "check.h"
+#include "fpu.h"
+#include "kelvm.h"
+
+using namespace kelfpu;
+
+namespace {
+
+template <class T>
+using Fn = KelStatus (*)(const T*, T*, int);
+
+constexpr double kPi = 0x1.921fb54442d18p+1, kHalfPi = 0x1.921fb54442d18p+0, kQuarterPi = 0x1.921fb54442d18p-1;
+
+TEST(InvTrigSpecial, ExactResultsAndFlags) {
+  const double inf = INFINITY, nan = NAN, tiny = 0x1p-1074;
+  const struct {
+    const char* name;
+    Fn<double> fn;
+    std::vector<kelacc::Special<double>> cases;
+  } families[] = {
+      {"Asin", kelsAsin_64f_A53, {{0.0, 0.0, 0}, {-0.0, -0.0, 0}, {1.0, kHalfPi, kInexact}, {-1.0, -kHalfPi, kInexact},
+                                   {0.5, 0x1.0c152382d7366p-1, kInexact}, {nan, nan, 0}}},
+      {"Acos", kelsAcos_64f_A53, {{1.0, 0.0, 0}, {-1.0, kPi, kInexact}, {0.0, kHalfPi, kInexact}, {nan, nan, 0}}},
+      {"Atan", kelsAtan_64f_A53, {{0.0, 0.0, 0}, {-0.0, -0.0, 0}, {1.0, kQuarterPi, kInexact},
+                                   {inf, kHalfPi, kInexact}, {-inf, -kHalfPi, kInexact}, {nan, nan, 0}}},
+      {"Asinh", kelsAsinh_64f_A53, {{0.0, 0.0, 0}, {-0.0, -0.0, 0}, {inf, inf, 0}, {-inf, -inf, 0}, {nan, nan, 0},
+                                     {0x1.fffffffffffffp+1023, 0x1.633ce8fb9f87ep+9, kInexact}}},
+      {"Acosh", kelsAcosh_64f_A53, {{1.0, 0.0, 0}, {inf, inf, 0}, {nan, nan, 0},
+                                     {0x1.fffffffffffffp+1023, 0x1.633ce8fb9f87ep+9, kInexact}}},
+      {"Atanh", kelsAtanh_64f_A53, {{0.0, 0.0, 0}, {-0.0, -0.0, 0}, {nan, nan, 0}, {tiny, tiny, kInexact}}},
+  };
+  for (const auto& f : families) kelacc::expect_specials(f.name, f.fn, f.cases);
+}
+
+// Out-of-domain elements store NaN with the domain report and invalid;
+// atanh(+-1) stores +-inf with the singularity report and divide-by-zero.
+TEST(InvTrigReports, DomainAndSingularity) {
+  const struct {
+    Fn<double> fn;
+    double x, y;
+    int status;
+    uint16_t flag;
+  } cases[] = {
+      {kelsAsin_64f_A53, 0x1.0000000000001p0, NAN, kelStatusDomain, kInvalid},
+      {kelsAcos_64f_A50, -INFINITY, NAN, kelStatusDomain, kInvalid},
+      {kelsAcosh_64f_A53, 0x1.fffffffffffffp-1, NAN, kelStatusDomain, kInvalid},
+      {kelsAcosh_64f_A53, -0.0, NAN, kelStatusDomain, kInvalid},
+      {kelsAtanh_64f_A53, -1.5, NAN, kelStatusDomain, kInvalid},
+      {kelsAtanh_64f_A53, 1.0, INFINITY, kelStatusSingularity, kDivByZero},
+      {kelsAtanh_64f_A50, -1.0, -INFINITY, kelStatusSingularity, kDivByZero},
+  };
+  for (const auto& c : cases) {
+    const auto r = run_one(c.fn, c.x);
+    EXPECT_EQ(r.status, c.status) << c.x;
+    EXPECT_TRUE(r.flags & c.flag) << c.x;
+    if (std::isnan(c.y))
+      EXPECT_TRUE(std::isnan(r.y)) << c.x;
+    else
+      EXPECT_TRUE(same_bits(r.y, c.y)) << c.x;
+  }
+  const float x = 2.0f;
+  const auto f = run_one(kelsAsin_32f_A24, x);
+  EXPECT_EQ(f.status, kelStatusDomain);
+  EXPECT_TRUE(std::isnan(f.y));
+}
+
+TEST(Atan2, SignedZerosAndInfinities) {
+  const double inf = INFINITY;
+  const struct {
+    double y, x, r;
+  } cases[] = {{0.0, 0.0, 0.0},        {-0.0, 0.0, -0.0},      {0.0, -0.0, kPi},          {-0.0, -0.0, -kPi},
+               {0.0, -1.0, kPi},       {-0.0, -1.0, -kPi},     {0.0, 1.0, 0.0},           {-0.0, 1.0, -0.0},
+               {1.0, 0.0, kHalfPi},    {-1.0, -0.0, -kHalfPi}, {inf, inf, kQuarterPi},    {-inf, inf, -kQuarterPi},
+               {inf, -inf, 3 * kQuarterPi}, {1.0, inf, 0.0},   {-1.0, -inf, -kPi},        {inf, 5.0, kHalfPi}};
+  for (const auto& c : cases) {
+    double r;
+    ScopedControlWord cw(kDefault);
+    EXPECT_EQ(kelsAtan2_64f_A53(&c.y, &c.x, &r, 1), 0);
+    EXPECT_TRUE(same_bits(r, c.r)) << c.y << ", " << c.x << " -> " << kelacc::hex(r);
+  }
+}
+
+// Asin, Atan, Asinh and Atanh are odd bit for bit, and every member of a
+// family agrees with the others of its precision.
+TEST(InvTrigSymmetry, OddFunctionsAndMemberAgreement) {
+  const kelacc::Inputs<double> in = kelacc::gen_asin_acos<double>(sized(500, 20000), 5);
+  std::vector<double> x = in.a, neg(x.size()), a(x.size()), b(x.size()), c(x.size());
+  for (size_t i = 0; i < x.size(); ++i) neg[i] = -x[i];
+  const int n = int(x.size());
+  const std::pair<Fn<double>, Fn<double>> pairs[] = {{kelsAsin_64f_A53, kelsAsin_64f_A50},
+                                                      {kelsAtan_64f_A53, kelsAtan_64f_A50},
+                                                      {kelsAsinh_64f_A53, kelsAsinh_64f_A50},
+                                                      {kelsAtanh_64f_A53, kelsAtanh_64f_A50}};
+  for (const auto& pair : pairs) {
+    ScopedControlWord cw(kDefault);
+    pair.first(x.data(), a.data(), n);
+    pair.first(neg.data(), b.data(), n);
+    pair.second(x.data(), c.data(), n);
+    for (int i = 0; i < n; ++i) {
+      if (std::isnan(a[i])) continue;
+      ASSERT_TRUE(same_bits(a[i], -b[i])) << kelacc::hex(x[i]);
+      ASSERT_TRUE(same_bits(a[i], c[i])) << kelacc::hex(x[i]);
+    }
+  }
+}
+
+// The elements switch to 64-bit precision and back on their own: results do
+// not depend on the caller's control word, which comes back unchanged.
+TEST(InvTrigFrame, ResultsIndependentOfTheCallersControlWord) {
+  const kelacc::Inputs<double> in = kelacc::gen_asin_acos<double>(sized(200, 5000), 7);
+  const int n = int(in.a.size());
+  std::vector<double> ref(n), got(n);
+  {
+    ScopedControlWord cw(kDefault);
+    kelsAcos_64f_A53(in.a.data(), ref.data(), n);
+  }
+  for (uint16_t word : {uint16_t(kSingle | kUp), uint16_t(kDouble | kTowardZero), uint16_t(kDefault | kDown)}) {
+    ScopedControlWord cw(word);
+    kelsAcos_64f_A53(in.a.data(), got.data(), n);
+    EXPECT_EQ(control_word(), word);
+    for (int i = 0; i < n; ++i) ASSERT_TRUE(same_bits(got[i], ref[i])) << std::hex << word << ": " << in.a[i];
+  }
+}
+
+TEST(InvTrigAccuracy, EveryMemberWithinItsBound) {
+  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Asin);
+  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Acos);
+  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Atan);
+  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Atan2);
+  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Asinh);
+  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Acosh);
+  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Atanh);
+}
+
+}  // namespace
