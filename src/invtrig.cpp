@@ -65,24 +65,15 @@ int quiet_nan(double x, T* out) {
 // sqrt((1 - x)(1 + x)) for |x| <= 1.
 inline long double cofactor(long double x) { return orxsqrtl_scalar((1.0L - x) * (1.0L + x)); }
 
-template <class T>
-int asin_element(T xt, T* out) {
+// asin x = atan2(x, c) and acos x = atan2(c, x).
+template <class T, bool Cosine>
+int asin_acos_element(T xt, T* out) {
   const double x = xt;
   if (is_nan(x)) return quiet_nan(x, out);
   if (magnitude(x) > 1.0) return domain_error(out);
   Extended guard;
-  const long double xe = extended(x);
-  return store(orxatan2l_scalar(xe, cofactor(xe)), out);
-}
-
-template <class T>
-int acos_element(T xt, T* out) {
-  const double x = xt;
-  if (is_nan(x)) return quiet_nan(x, out);
-  if (magnitude(x) > 1.0) return domain_error(out);
-  Extended guard;
-  const long double xe = extended(x);
-  return store(orxatan2l_scalar(cofactor(xe), xe), out);
+  const long double xe = extended(x), c = cofactor(xe);
+  return store(Cosine ? orxatan2l_scalar(c, xe) : orxatan2l_scalar(xe, c), out);
 }
 
 template <class T>
@@ -143,8 +134,10 @@ int atanh_element(T xt, T* out) {
 
 }  // namespace
 
-KEL_REAL_UNARY(Asin, asin_element<float>, asin_element<double>, asin_element<double>)
-KEL_REAL_UNARY(Acos, acos_element<float>, acos_element<double>, acos_element<double>)
+KEL_REAL_UNARY(Asin, (asin_acos_element<float, false>), (asin_acos_element<double, false>),
+               (asin_acos_element<double, false>))
+KEL_REAL_UNARY(Acos, (asin_acos_element<float, true>), (asin_acos_element<double, true>),
+               (asin_acos_element<double, true>))
 KEL_REAL_UNARY(Atan, atan_element<float>, atan_element<double>, atan_element<double>)
 KEL_REAL_BINARY(Atan2, atan2_element<float>, atan2_element<double>, atan2_element<double>)
 KEL_REAL_UNARY(Asinh, asinh_element<float>, asinh_element<double>, asinh_element<double>)
