@@ -31,6 +31,9 @@ namespace kel::frame {
 inline constexpr uint16_t kNoGuard = 0xFFFF;
 inline constexpr uint16_t kRealGuard = kPrecision53Nearest;
 inline constexpr uint16_t kComplexGuard = kPrecision64Nearest;
+// Real families that compute in extended precision and round once at the
+// store (the roots) run their loop at 64-bit precision.
+inline constexpr uint16_t kExtendedGuard = kPrecision64Nearest;
 
 inline void report(int code, int index, const double* a1, const double* a2, const double* r1,
                    const double* r2, const char* name) {
@@ -126,41 +129,48 @@ inline int unchecked_count(const T* src, T* dst, int len) {
 }  // namespace kel::frame
 
 // Instantiates the five accuracy members of a real family from one element
-// kernel per precision.  Members that share an algorithm are separate
+// kernel per precision, under the real guard (the _GUARDED forms take the
+// guard as an argument).  Members that share an algorithm are separate
 // functions, each passing this unit's name object.
-#define KEL_REAL_UNARY(Name, Kernel32, Kernel50, Kernel53)                                   \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d, int n) {                   \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                           \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d, int n) {                   \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                           \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d, int n) {                   \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                           \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d, int n) {                 \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel50>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                           \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d, int n) {                 \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel53>(s, d, n, _ORX_THISFUNC_NAME); \
+#define KEL_REAL_UNARY_GUARDED(Name, Guard, Kernel32, Kernel50, Kernel53)     \
+  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d, int n) {   \
+    return kel::frame::unary<Guard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME);   \
+  }                                                                           \
+  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d, int n) {   \
+    return kel::frame::unary<Guard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME);   \
+  }                                                                           \
+  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d, int n) {   \
+    return kel::frame::unary<Guard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME);   \
+  }                                                                           \
+  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d, int n) { \
+    return kel::frame::unary<Guard, Kernel50>(s, d, n, _ORX_THISFUNC_NAME);   \
+  }                                                                           \
+  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d, int n) { \
+    return kel::frame::unary<Guard, Kernel53>(s, d, n, _ORX_THISFUNC_NAME);   \
   }
 
-#define KEL_REAL_BINARY(Name, Kernel32, Kernel50, Kernel53)                                                \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* a, const float* b, float* d, int n) {                 \
-    return kel::frame::binary<kel::frame::kRealGuard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME);           \
-  }                                                                                                         \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* a, const float* b, float* d, int n) {                 \
-    return kel::frame::binary<kel::frame::kRealGuard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME);           \
-  }                                                                                                         \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* a, const float* b, float* d, int n) {                 \
-    return kel::frame::binary<kel::frame::kRealGuard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME);           \
-  }                                                                                                         \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* a, const double* b, double* d, int n) {              \
-    return kel::frame::binary<kel::frame::kRealGuard, Kernel50>(a, b, d, n, _ORX_THISFUNC_NAME);           \
-  }                                                                                                         \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* a, const double* b, double* d, int n) {              \
-    return kel::frame::binary<kel::frame::kRealGuard, Kernel53>(a, b, d, n, _ORX_THISFUNC_NAME);           \
+#define KEL_REAL_UNARY(Name, Kernel32, Kernel50, Kernel53) \
+  KEL_REAL_UNARY_GUARDED(Name, kel::frame::kRealGuard, Kernel32, Kernel50, Kernel53)
+
+#define KEL_REAL_BINARY_GUARDED(Name, Guard, Kernel32, Kernel50, Kernel53)                     \
+  KEL_API KelStatus kels##Name##_32f_A11(const float* a, const float* b, float* d, int n) {    \
+    return kel::frame::binary<Guard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME);                \
+  }                                                                                            \
+  KEL_API KelStatus kels##Name##_32f_A21(const float* a, const float* b, float* d, int n) {    \
+    return kel::frame::binary<Guard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME);                \
+  }                                                                                            \
+  KEL_API KelStatus kels##Name##_32f_A24(const float* a, const float* b, float* d, int n) {    \
+    return kel::frame::binary<Guard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME);                \
+  }                                                                                            \
+  KEL_API KelStatus kels##Name##_64f_A50(const double* a, const double* b, double* d, int n) { \
+    return kel::frame::binary<Guard, Kernel50>(a, b, d, n, _ORX_THISFUNC_NAME);                \
+  }                                                                                            \
+  KEL_API KelStatus kels##Name##_64f_A53(const double* a, const double* b, double* d, int n) { \
+    return kel::frame::binary<Guard, Kernel53>(a, b, d, n, _ORX_THISFUNC_NAME);                \
   }
+
+#define KEL_REAL_BINARY(Name, Kernel32, Kernel50, Kernel53) \
+  KEL_REAL_BINARY_GUARDED(Name, kel::frame::kRealGuard, Kernel32, Kernel50, Kernel53)
 
 #define KEL_REAL_SCALAR_EXPONENT(Name, Kernel32, Kernel50, Kernel53)                                            \
   KEL_API KelStatus kels##Name##_32f_A11(const float* s, float v, float* d, int n) {                         \

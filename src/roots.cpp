@@ -1,0 +1,260 @@
+// Reciprocal square root, cube root, reciprocal cube root and hypotenuse.
+//
+// Every member computes in the x87 extended format and rounds once, when the
+// element is stored: the frame runs these loops at 64-bit precision
+// (kExtendedGuard), so each intermediate carries a 64-bit significand and the
+// 15-bit exponent range.  A final long-double value within a few 2^-64
+// (relative) of the exact result gives a stored double within 0.5 + 2^-10 ulp
+// and a stored float within 0.5 + 2^-39 ulp; floats and doubles share the
+// kernels, and the A50 members share the A53 kernels.
+//
+// Reduction.  A float or double argument, subnormals included, is normal once
+// widened to long double (the load normalises it), so x = m 2^e with m in
+// [1, 2) is read from the extended fields without any pre-scaling.
+//
+//   1/sqrt x:  e = 2q + p (p = e & 1), m' = m 2^p in [1, 4), result
+//              rsqrt(m') 2^-q.  The seed is the 11-bit square-root seed table
+//              (error below 2^-8.7, indexed by p and the top eight fraction
+//              bits); three Newton steps y += (y/2)(1 - m' y^2) take the
+//              error to 2^-16.8, 2^-33 and then to the rounding level (the
+//              error e becomes about 1.5 e^2 per step).
+//   cbrt x:    e = 3q + r (r in {0, 1, 2}), m' = m 2^r in [1, 8).  The seed
+//              y ~ m'^(-1/3) within 2^-10.5 comes from the generated table
+//              (src/cbrt_data.cpp, indexed by r and the top eight fraction
+//              bits); three steps y += (y/3)(1 - m' y^3) (error about 2 e^2
+//              per step: 2^-20, 2^-39, then rounding level) give
+//              1/cbrt(m') 2^-q; c = m' y^2 and one correction
+//              c += (m' - c^3) y^2 / 3 give cbrt(m') 2^q to a few 2^-65.
+//              The sign of x is put back last, so cbrt(-x) = -cbrt(x).
+//   hypot:     s = a^2 + b^2 in long double, without scaling: the squares
+//              of doubles lie within [2^-2148, 2^2048], deep inside the
+//              extended range; a float square is exact and a double square
+//              is rounded at 2^-64.  sqrt(s) = m' rsqrt(m') 2^q by the
+//              reciprocal square root above, with one correction
+//              g += (m' - g^2) y/2.  The store produces the overflow (result
+//              +Inf, reported) and the subnormal rounding.
+//
+// Exact results.  Perfect cubes and powers of two come out exact (a result
+// representable in the format is within far less than half an ulp of the
+// long-double value).  A subnormal hypotenuse that is exactly representable
+// must not raise underflow, so it is recognised by integer arithmetic and
+// formed exactly before the store (see exact_tiny_hypot).
+//
+// Special elements (bit-pattern screens before any arithmetic):
+//   1/sqrt: +-0 -> +-Inf with divide-by-zero and a singularity report;
+//           x < 0 and -Inf -> NaN with invalid and a domain report;
+//           +Inf -> +0.
+//   1/cbrt: +-0 -> +-Inf, singularity report; +-Inf -> +-0.
+//   cbrt:   +-0 and +-Inf returned unchanged.
+//   hypot:  an infinite operand gives +Inf even when the other is a NaN;
+//           hypot(x, +-0) = |x| exactly.
+// NaN operands otherwise come out quiet through an addition (a signalling NaN
+// raises invalid) and are never reported.
+#include "cbrt_data.h"
+#include "frame.h"
+#include "ld.h"
+#include "sqrt_data.h"
+
+KEL_NAME_OBJECT
+
+namespace {
+
+// Sign, exponent field and smallest normal of the element's format.
+template <class T>
+struct Format;
+template <>
+struct Format<double> {
+  using Bits = uint64_t;
+  static constexpr Bits kSign = 0x8000000000000000ull;
+  static constexpr Bits kInf = 0x7FF0000000000000ull;
+  static constexpr long double kMinNormal = 0x1p-1022L;
+  static constexpr long double kToSubnormalUnits = 0x1p1074L;  // 1 / (smallest subnormal)
+  static constexpr long double kSubnormalUnit = 0x1p-1074L;
+  static Bits bits(double x) { return kel::bits(x); }
+  static double from(Bits b) { return kel::double_from_bits(b); }
+};
+template <>
+struct Format<float> {
+  using Bits = uint32_t;
+  static constexpr Bits kSign = 0x80000000u;
+  static constexpr Bits kInf = 0x7F800000u;
+  static constexpr long double kMinNormal = 0x1p-126L;
+  static constexpr long double kToSubnormalUnits = 0x1p149L;
+  static constexpr long double kSubnormalUnit = 0x1p-149L;
+  static Bits bits(float x) { return kel::bits(x); }
+  static float from(Bits b) { return kel::float_from_bits(b); }
+};
+
+constexpr long double kThird = 1.0L / 3;
+
+// The default NaN (0/0), raising invalid.
+inline long double invalid_nan() {
+  const long double z = kel::opaque(0.0L);
+  return z / z;
+}
+
+// A positive normal long double as m 2^e, m in [1, 2), with the top eight
+// fraction bits of m (the seed index).
+struct Reduced {
+  long double m;
+  int e;
+  int top8;
+};
+inline Reduced reduce(long double x) {
+  const kel::LdBits b = kel::ld_bits(x);
+  return {kel::ld_from(b.m, kel::kLdBias), kel::ld_exponent(b) - kel::kLdBias, static_cast<int>((b.m >> 55) & 0xFF)};
+}
+
+inline long double pow2(int k) { return kel::ld_pow2_field(k + kel::kLdBias); }
+
+// 1/sqrt(mp) for mp = m 2^p in [1, 4), relative error a few 2^-65.
+inline long double rsqrt_reduced(long double mp, int p, int top8) {
+  long double y = _orxdSqrtHATab[p * 256 + top8];
+  for (int i = 0; i < 3; ++i) {
+    const long double r = 1.0L - mp * (y * y);
+    y += (y * 0.5L) * r;
+  }
+  return y;
+}
+
+// |x| = mp 2^(3q) with mp in [1, 8) and y ~ mp^(-1/3) to a few 2^-65.
+struct CubeReduced {
+  long double mp, y;
+  int q;
+};
+inline CubeReduced cube_reduce(long double ax) {
+  const Reduced r = reduce(ax);
+  // Floor division by 3 (e >= -1074; the offset keeps the dividend positive).
+  const int q = (r.e + 3 * 1200) / 3 - 1200;
+  const int rem = r.e - 3 * q;
+  const long double mp = r.m * pow2(rem);
+  long double y = _orxdCbrtHATab[rem * 256 + r.top8];
+  for (int i = 0; i < 3; ++i) {
+    const long double t = 1.0L - mp * ((y * y) * y);
+    y += (y * kThird) * t;
+  }
+  return {mp, y, q};
+}
+
+template <class T>
+int invsqrt_element(T x, T* y) {
+  using F = Format<T>;
+  const typename F::Bits b = F::bits(x);
+  if ((b & F::kInf) == F::kInf) {
+    if (b == (F::kSign | F::kInf)) {
+      *y = static_cast<T>(invalid_nan());
+      return kelStatusDomain;
+    }
+    *y = (b == F::kInf) ? T(0) : x + x;  // +Inf -> +0; NaN quiet
+    return kelStatusNoError;
+  }
+  if (kel::is_zero(x)) {
+    *y = T(1) / x;  // +-Inf, divide-by-zero
+    return kelStatusSingularity;
+  }
+  if (b & F::kSign) {
+    *y = static_cast<T>(invalid_nan());
+    return kelStatusDomain;
+  }
+  const Reduced r = reduce(x);
+  const int p = r.e & 1;
+  const long double mp = r.m * pow2(p);
+  *y = static_cast<T>(rsqrt_reduced(mp, p, r.top8) * pow2(-(r.e - p) / 2));
+  return kelStatusNoError;
+}
+
+// Cube root (Inverse = false) or its reciprocal (Inverse = true).
+template <class T, bool Inverse>
+int cbrt_element(T x, T* y) {
+  using F = Format<T>;
+  const typename F::Bits b = F::bits(x);
+  if ((b & F::kInf) == F::kInf) {
+    // +-Inf -> +-Inf or +-0 (1/Inf is exact); NaN quiet
+    *y = (Inverse && (b & ~F::kSign) == F::kInf) ? T(1) / x : x + x;
+    return kelStatusNoError;
+  }
+  if (kel::is_zero(x)) {
+    if (!Inverse) {
+      *y = x;
+      return kelStatusNoError;
+    }
+    *y = T(1) / x;
+    return kelStatusSingularity;
+  }
+  const CubeReduced c = cube_reduce(F::from(b & ~F::kSign));
+  long double v;
+  if (Inverse) {
+    v = c.y * pow2(-c.q);
+  } else {
+    const long double y2 = c.y * c.y;
+    long double g = c.mp * y2;
+    g += ((c.mp - (g * g) * g) * y2) * kThird;
+    v = g * pow2(c.q);
+  }
+  *y = static_cast<T>((b & F::kSign) ? -v : v);
+  return kelStatusNoError;
+}
+
+// v approximates sqrt(a^2 + b^2) below the smallest normal of T, where a and
+// b are multiples of the smallest subnormal u: a = A u, b = B u.  If A^2 + B^2
+// is the square of an integer N, returns N u exactly (its store is exact and
+// raises no underflow); otherwise returns v.  N is the integer nearest to
+// v/u (v/u < 2^53 is off the root by far less than 1/4), so |N^2 - A^2 - B^2|
+// < 2^64 and the equality can be tested modulo 2^64.
+template <class T>
+long double exact_tiny_hypot(long double v, typename Format<T>::Bits ba, typename Format<T>::Bits bb) {
+  using F = Format<T>;
+  // Below twice the smallest normal the bit pattern of |a| is A itself
+  // (subnormal: the fraction; exponent field 1: 2^52 or 2^23 plus it).
+  const uint64_t ia = ba, ib = bb;
+  // Adding 2^63 at 64-bit precision rounds v/u to an integer: the fraction
+  // bits of the sum are that integer plus 2^63.
+  const long double shifted = v * F::kToSubnormalUnits + 0x1p63L;
+  const uint64_t n = kel::ld_bits(shifted).m - kel::kLdLeadingBit;
+  if (ia * ia + ib * ib != n * n) return v;
+  return (shifted - 0x1p63L) * F::kSubnormalUnit;
+}
+
+template <class T>
+int hypot_element(T a, T b, T* y) {
+  using F = Format<T>;
+  const typename F::Bits ba = F::bits(a) & ~F::kSign, bb = F::bits(b) & ~F::kSign;
+  if (ba == F::kInf || bb == F::kInf) {
+    *y = F::from(F::kInf);
+    return kelStatusNoError;
+  }
+  if (ba > F::kInf || bb > F::kInf) {
+    *y = a + b;  // quiet NaN
+    return kelStatusNoError;
+  }
+  if (ba == 0 || bb == 0) {
+    *y = F::from(ba | bb);
+    return kelStatusNoError;
+  }
+  const long double la = F::from(ba), lb = F::from(bb);
+  const Reduced s = reduce(la * la + lb * lb);
+  const int p = s.e & 1;
+  const long double mp = s.m * pow2(p);
+  const long double r = rsqrt_reduced(mp, p, s.top8);
+  long double g = mp * r;
+  g += (mp - g * g) * (r * 0.5L);
+  long double v = g * pow2((s.e - p) / 2);
+  if (v < F::kMinNormal) v = exact_tiny_hypot<T>(v, ba, bb);
+  const T out = kel::round_to<T>(v);
+  *y = out;
+  return F::bits(out) == F::kInf ? kelStatusOverflow : kelStatusNoError;
+}
+
+}  // namespace
+
+KEL_REAL_UNARY_GUARDED(InvSqrt, kel::frame::kExtendedGuard, invsqrt_element<float>, invsqrt_element<double>,
+                       invsqrt_element<double>)
+
+KEL_REAL_UNARY_GUARDED(Cbrt, kel::frame::kExtendedGuard, (cbrt_element<float, false>),
+                       (cbrt_element<double, false>), (cbrt_element<double, false>))
+
+KEL_REAL_UNARY_GUARDED(InvCbrt, kel::frame::kExtendedGuard, (cbrt_element<float, true>),
+                       (cbrt_element<double, true>), (cbrt_element<double, true>))
+
+KEL_REAL_BINARY_GUARDED(Hypot, kel::frame::kExtendedGuard, hypot_element<float>, hypot_element<double>,
+                        hypot_element<double>)
