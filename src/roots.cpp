@@ -37,8 +37,11 @@
 // Exact results.  Perfect cubes and powers of two come out exact (a result
 // representable in the format is within far less than half an ulp of the
 // long-double value).  A subnormal hypotenuse that is exactly representable
-// must not raise underflow, so it is recognised by integer arithmetic and
-// formed exactly before the store (see exact_tiny_hypot).
+// must not raise underflow, so its long-double value must be exact before the
+// store.  The correction step makes it exact when the sum of squares is (the
+// case of every float), but the square of a 52-bit subnormal significand
+// needs 104 bits and is rounded; exact_tiny_hypot recognises an exact double
+// root by integer arithmetic and forms it exactly.
 //
 // Special elements (bit-pattern screens before any arithmetic):
 //   1/sqrt: +-0 -> +-Inf with divide-by-zero and a singularity report;
@@ -239,7 +242,8 @@ int hypot_element(T a, T b, T* y) {
   long double g = mp * r;
   g += (mp - g * g) * (r * 0.5L);
   long double v = g * pow2((s.e - p) / 2);
-  if (v < F::kMinNormal) v = exact_tiny_hypot<T>(v, ba, bb);
+  if constexpr (sizeof(T) == 8)
+    if (v < F::kMinNormal) v = exact_tiny_hypot<T>(v, ba, bb);
   const T out = kel::round_to<T>(v);
   *y = out;
   return F::bits(out) == F::kInf ? kelStatusOverflow : kelStatusNoError;
