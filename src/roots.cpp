@@ -49,7 +49,8 @@
 //           +Inf -> +0.
 //   1/cbrt: +-0 -> +-Inf, singularity report; +-Inf -> +-0.
 //   cbrt:   +-0 and +-Inf returned unchanged.
-//   hypot:  an infinite operand gives +Inf even when the other is a NaN;
+//   hypot:  an infinite operand gives +Inf even when the other is a NaN
+//           (a signalling one raises invalid);
 //           hypot(x, +-0) = |x| exactly.
 // NaN operands otherwise come out quiet through an addition (a signalling NaN
 // raises invalid) and are never reported.
@@ -223,6 +224,9 @@ int hypot_element(T a, T b, T* y) {
   using F = Format<T>;
   const typename F::Bits ba = F::bits(a) & ~F::kSign, bb = F::bits(b) & ~F::kSign;
   if (ba == F::kInf || bb == F::kInf) {
+    // A signalling NaN beside the infinity still raises invalid (through the
+    // sum with it; a quiet NaN raises nothing), as on every other path.
+    if (ba > F::kInf || bb > F::kInf) kel::raise_by_store<T>(a + b);
     *y = F::from(F::kInf);
     return kelStatusNoError;
   }

@@ -51,12 +51,12 @@ std::vector<Fn<T>> members(const Unary& u) {
 // Inexact is left out: the Newton steps raise it even for exact results.
 constexpr uint16_t kChecked = kInvalid | kDivByZero | kOverflow | kUnderflow;
 
+// A signalling NaN is written as a bit pattern into its slot: on i386 a NaN
+// that passes through an x87 register (a return value) arrives quiet.
 template <class T>
-T snan() {  // written as bits: a NaN loaded into an x87 register arrives quiet
+void put_snan(T* slot) {
   const uint64_t b = sizeof(T) == 8 ? 0x7FF4000000000000ull : 0x7FA00000u;
-  T x;
-  std::memcpy(&x, &b, sizeof(T));
-  return x;
+  std::memcpy(slot, &b, sizeof(T));
 }
 
 template <class T>
@@ -85,7 +85,8 @@ std::vector<Case<T>> unary_cases(const Unary& u) {
   const T inf = L::infinity(), nan = L::quiet_NaN(), u0 = L::denorm_min();
   const bool dbl = sizeof(T) == 8;
   // NaNs pass quietly, a signalling one raises invalid; nothing is reported.
-  std::vector<Case<T>> v = {{nan, 0, nan, 0, 0}, {-nan, 0, nan, 0, 0}, {snan<T>(), 0, nan, 0, kInvalid}};
+  std::vector<Case<T>> v = {{nan, 0, nan, 0, 0}, {-nan, 0, nan, 0, 0}, {nan, 0, nan, 0, kInvalid}};
+  put_snan(&v[2].a);
   auto add = [&](std::initializer_list<Case<T>> l) { v.insert(v.end(), l); };
   if (&u == &kInvSqrt) {
     add({{T(0), 0, inf, 18, kDivByZero},
@@ -124,8 +125,10 @@ void check_unary_specials() {
   for (const Unary* u : kUnary)
     for (Fn<T> fn : members<T>(*u))
       for (const Case<T>& c : unary_cases<T>(*u)) {
-        const auto r = run_one(fn, c.a);
-        expect_case(u->name, c, r.y, r.status, r.flags);
+        T y = 0;
+        ScopedControlWord cw(kDefault);
+        const int status = fn(&c.a, &y, 1);  // from the slot: keeps a signalling NaN
+        expect_case(u->name, c, y, status, flags());
       }
 }
 
@@ -214,9 +217,9 @@ std::vector<Case<T>> hypot_cases() {
   std::vector<Case<T>> v = {
       {inf, nan, inf, 0, 0},  // an infinity wins over a NaN
       {nan, -inf, inf, 0, 0},
-      {-inf, snan<T>(), inf, 0, 0},
+      {-inf, nan, inf, 0, kInvalid},  // signalling NaN, below
       {nan, T(1), nan, 0, 0},
-      {T(2), snan<T>(), nan, 0, kInvalid},
+      {T(2), nan, nan, 0, kInvalid},  // signalling NaN, below
       {T(3), T(-4), T(5), 0, 0},
       {-T(0), T(0), T(0), 0, 0},
       {-T(0), -T(0), T(0), 0, 0},
@@ -236,6 +239,8 @@ std::vector<Case<T>> hypot_cases() {
       // squares far beyond the format, exact finite result 5 2^(emax-3)
       {std::ldexp(T(3), e), std::ldexp(T(-4), e), std::ldexp(T(5), e), 0, 0},
   };
+  put_snan(&v[2].b);
+  put_snan(&v[4].b);
   v.insert(v.end(), wide.begin(), wide.end());
   return v;
 }
