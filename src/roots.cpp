@@ -54,6 +54,8 @@
 //           hypot(x, +-0) = |x| exactly.
 // NaN operands otherwise come out quiet through an addition (a signalling NaN
 // raises invalid) and are never reported.
+#include <type_traits>
+
 #include "cbrt_data.h"
 #include "frame.h"
 #include "ld.h"
@@ -63,30 +65,20 @@ KEL_NAME_OBJECT
 
 namespace {
 
-// Sign, exponent field and smallest normal of the element's format.
+// Sign and exponent patterns, smallest normal and smallest subnormal of the
+// element's format.
 template <class T>
-struct Format;
-template <>
-struct Format<double> {
-  using Bits = uint64_t;
-  static constexpr Bits kSign = 0x8000000000000000ull;
-  static constexpr Bits kInf = 0x7FF0000000000000ull;
-  static constexpr long double kMinNormal = 0x1p-1022L;
-  static constexpr long double kToSubnormalUnits = 0x1p1074L;  // 1 / (smallest subnormal)
-  static constexpr long double kSubnormalUnit = 0x1p-1074L;
-  static Bits bits(double x) { return kel::bits(x); }
-  static double from(Bits b) { return kel::double_from_bits(b); }
-};
-template <>
-struct Format<float> {
-  using Bits = uint32_t;
-  static constexpr Bits kSign = 0x80000000u;
-  static constexpr Bits kInf = 0x7F800000u;
-  static constexpr long double kMinNormal = 0x1p-126L;
-  static constexpr long double kToSubnormalUnits = 0x1p149L;
-  static constexpr long double kSubnormalUnit = 0x1p-149L;
-  static Bits bits(float x) { return kel::bits(x); }
-  static float from(Bits b) { return kel::float_from_bits(b); }
+struct Format {
+  static constexpr bool kDouble = sizeof(T) == 8;
+  using Bits = std::conditional_t<kDouble, uint64_t, uint32_t>;
+  static constexpr int kFractionBits = kDouble ? 52 : 23;
+  static constexpr Bits kSign = Bits(1) << (8 * sizeof(T) - 1);
+  static constexpr Bits kInf = (kSign - 1) & ~((Bits(1) << kFractionBits) - 1);
+  static constexpr long double kMinNormal = kDouble ? 0x1p-1022L : 0x1p-126L;
+  static constexpr long double kSubnormalUnit = kDouble ? 0x1p-1074L : 0x1p-149L;
+  static constexpr long double kToSubnormalUnits = kDouble ? 0x1p1074L : 0x1p149L;
+  static Bits bits(T x) { return __builtin_bit_cast(Bits, x); }
+  static T from(Bits b) { return __builtin_bit_cast(T, b); }
 };
 
 constexpr long double kThird = 1.0L / 3;
