@@ -20,9 +20,9 @@
 #include "x87.h"
 
 // The one-byte zero name object of a source unit, passed to the error entry.
-#define KEL_NAME_OBJECT \
-  namespace {           \
-  char _ORX_THISFUNC_NAME[1];  \
+#define KEL_NAME_OBJECT       \
+  namespace {                 \
+  char _ORX_THISFUNC_NAME[1]; \
   }
 
 namespace kel::frame {
@@ -31,16 +31,13 @@ namespace kel::frame {
 inline constexpr uint16_t kNoGuard = 0xFFFF;
 inline constexpr uint16_t kRealGuard = kPrecision53Nearest;
 inline constexpr uint16_t kComplexGuard = kPrecision64Nearest;
-// Real families that compute in extended precision and round once at the
-// store (the roots) run their loop at 64-bit precision.
-inline constexpr uint16_t kExtendedGuard = kPrecision64Nearest;
 
-inline void report(int code, int index, const double* a1, const double* a2, const double* r1,
-                   const double* r2, const char* name) {
+inline void report(int code, int index, const double* a1, const double* a2, const double* r1, const double* r2,
+                   const char* name) {
   orxdError(code, index, a1, a2, r1, r2, name);
 }
-inline void report(int code, int index, const float* a1, const float* a2, const float* r1,
-                   const float* r2, const char* name) {
+inline void report(int code, int index, const float* a1, const float* a2, const float* r1, const float* r2,
+                   const char* name) {
   orxsError(code, index, a1, a2, r1, r2, name);
 }
 
@@ -126,82 +123,91 @@ inline int unchecked_count(const T* src, T* dst, int len) {
   return len > 0 ? len : 0;
 }
 
+// An element kernel that computes with 64-bit significands inside a real
+// frame: the element runs at 64-bit precision control and is back at the
+// frame's 53-bit setting before the frame reports it, so the frame keeps the
+// real guard for everything a caller can observe.  The operands pass through
+// memory after the control word changes, so that no arithmetic on them is
+// scheduled under the 53-bit setting.  An instance is the kernel argument of
+// the instantiation macros, e.g. (kel::frame::Extended<cbrt32>{}).
+template <auto Kernel>
+struct Extended {
+  template <class... Args>
+  int operator()(Args... args) const {
+    PrecisionGuard<kPrecision64Nearest> extended;
+    return Kernel(opaque(args)...);
+  }
+};
+
 }  // namespace kel::frame
 
 // Instantiates the five accuracy members of a real family from one element
-// kernel per precision, under the real guard (the _GUARDED forms take the
-// guard as an argument).  Members that share an algorithm are separate
+// kernel per precision.  Members that share an algorithm are separate
 // functions, each passing this unit's name object.
-#define KEL_REAL_UNARY_GUARDED(Name, Guard, Kernel32, Kernel50, Kernel53)     \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d, int n) {   \
-    return kel::frame::unary<Guard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME);   \
-  }                                                                           \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d, int n) {   \
-    return kel::frame::unary<Guard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME);   \
-  }                                                                           \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d, int n) {   \
-    return kel::frame::unary<Guard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME);   \
-  }                                                                           \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d, int n) { \
-    return kel::frame::unary<Guard, Kernel50>(s, d, n, _ORX_THISFUNC_NAME);   \
-  }                                                                           \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d, int n) { \
-    return kel::frame::unary<Guard, Kernel53>(s, d, n, _ORX_THISFUNC_NAME);   \
+#define KEL_REAL_UNARY(Name, Kernel32, Kernel50, Kernel53)                                   \
+  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d, int n) {                  \
+    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                          \
+  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d, int n) {                  \
+    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                          \
+  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d, int n) {                  \
+    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                          \
+  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d, int n) {                \
+    return kel::frame::unary<kel::frame::kRealGuard, Kernel50>(s, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                          \
+  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d, int n) {                \
+    return kel::frame::unary<kel::frame::kRealGuard, Kernel53>(s, d, n, _ORX_THISFUNC_NAME); \
   }
 
-#define KEL_REAL_UNARY(Name, Kernel32, Kernel50, Kernel53) \
-  KEL_REAL_UNARY_GUARDED(Name, kel::frame::kRealGuard, Kernel32, Kernel50, Kernel53)
-
-#define KEL_REAL_BINARY_GUARDED(Name, Guard, Kernel32, Kernel50, Kernel53)                     \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* a, const float* b, float* d, int n) {    \
-    return kel::frame::binary<Guard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME);                \
-  }                                                                                            \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* a, const float* b, float* d, int n) {    \
-    return kel::frame::binary<Guard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME);                \
-  }                                                                                            \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* a, const float* b, float* d, int n) {    \
-    return kel::frame::binary<Guard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME);                \
-  }                                                                                            \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* a, const double* b, double* d, int n) { \
-    return kel::frame::binary<Guard, Kernel50>(a, b, d, n, _ORX_THISFUNC_NAME);                \
-  }                                                                                            \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* a, const double* b, double* d, int n) { \
-    return kel::frame::binary<Guard, Kernel53>(a, b, d, n, _ORX_THISFUNC_NAME);                \
+#define KEL_REAL_BINARY(Name, Kernel32, Kernel50, Kernel53)                                      \
+  KEL_API KelStatus kels##Name##_32f_A11(const float* a, const float* b, float* d, int n) {      \
+    return kel::frame::binary<kel::frame::kRealGuard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                              \
+  KEL_API KelStatus kels##Name##_32f_A21(const float* a, const float* b, float* d, int n) {      \
+    return kel::frame::binary<kel::frame::kRealGuard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                              \
+  KEL_API KelStatus kels##Name##_32f_A24(const float* a, const float* b, float* d, int n) {      \
+    return kel::frame::binary<kel::frame::kRealGuard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                              \
+  KEL_API KelStatus kels##Name##_64f_A50(const double* a, const double* b, double* d, int n) {   \
+    return kel::frame::binary<kel::frame::kRealGuard, Kernel50>(a, b, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                              \
+  KEL_API KelStatus kels##Name##_64f_A53(const double* a, const double* b, double* d, int n) {   \
+    return kel::frame::binary<kel::frame::kRealGuard, Kernel53>(a, b, d, n, _ORX_THISFUNC_NAME); \
   }
 
-#define KEL_REAL_BINARY(Name, Kernel32, Kernel50, Kernel53) \
-  KEL_REAL_BINARY_GUARDED(Name, kel::frame::kRealGuard, Kernel32, Kernel50, Kernel53)
-
-#define KEL_REAL_SCALAR_EXPONENT(Name, Kernel32, Kernel50, Kernel53)                                            \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float v, float* d, int n) {                         \
-    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME);    \
-  }                                                                                                           \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float v, float* d, int n) {                         \
-    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME);    \
-  }                                                                                                           \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float v, float* d, int n) {                         \
-    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME);    \
-  }                                                                                                           \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double v, double* d, int n) {                      \
-    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel50>(s, v, d, n, _ORX_THISFUNC_NAME);    \
-  }                                                                                                           \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double v, double* d, int n) {                      \
-    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel53>(s, v, d, n, _ORX_THISFUNC_NAME);    \
+#define KEL_REAL_SCALAR_EXPONENT(Name, Kernel32, Kernel50, Kernel53)                                      \
+  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float v, float* d, int n) {                      \
+    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                       \
+  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float v, float* d, int n) {                      \
+    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                       \
+  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float v, float* d, int n) {                      \
+    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                       \
+  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double v, double* d, int n) {                   \
+    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel50>(s, v, d, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                       \
+  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double v, double* d, int n) {                   \
+    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel53>(s, v, d, n, _ORX_THISFUNC_NAME); \
   }
 
-#define KEL_REAL_TWO_RESULTS(Name, Kernel32, Kernel50, Kernel53)                                           \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d1, float* d2, int n) {                     \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(s, d1, d2, n, _ORX_THISFUNC_NAME);    \
-  }                                                                                                         \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d1, float* d2, int n) {                     \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(s, d1, d2, n, _ORX_THISFUNC_NAME);    \
-  }                                                                                                         \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d1, float* d2, int n) {                     \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(s, d1, d2, n, _ORX_THISFUNC_NAME);    \
-  }                                                                                                         \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d1, double* d2, int n) {                  \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel50>(s, d1, d2, n, _ORX_THISFUNC_NAME);    \
-  }                                                                                                         \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d1, double* d2, int n) {                  \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel53>(s, d1, d2, n, _ORX_THISFUNC_NAME);    \
+#define KEL_REAL_TWO_RESULTS(Name, Kernel32, Kernel50, Kernel53)                                        \
+  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d1, float* d2, int n) {                 \
+    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                     \
+  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d1, float* d2, int n) {                 \
+    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                     \
+  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d1, float* d2, int n) {                 \
+    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                     \
+  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d1, double* d2, int n) {              \
+    return kel::frame::two_results<kel::frame::kRealGuard, Kernel50>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                     \
+  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d1, double* d2, int n) {              \
+    return kel::frame::two_results<kel::frame::kRealGuard, Kernel53>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
   }

@@ -16,11 +16,8 @@
 // results are within 0.5 + 2^-10 ulp (measured: see the tests) and float
 // results within 0.5 ulp plus a few 2^-40.
 //
-// The kernels need 64-bit significands: every element runs its arithmetic
-// under 64-bit precision control and returns to the frame's 53-bit setting
-// before its result is stored and reported.  The operands enter that region
-// through a memory barrier (extended()), so that no arithmetic on them can be
-// scheduled before the control word changes.
+// The kernels need 64-bit significands: every element runs at 64-bit
+// precision control (kel::frame::Extended) inside the real frame.
 //
 // Special elements follow C99: NaNs pass through quiet without a report;
 // asin and acos of |x| > 1, acosh of x < 1 and atanh of |x| > 1 give NaN with
@@ -34,12 +31,6 @@ KEL_NAME_OBJECT
 namespace {
 
 using kel::round_to;
-
-// An element's arithmetic at 64-bit precision control.
-using Extended = kel::PrecisionGuard<kel::kPrecision64Nearest>;
-
-// An operand as seen inside the Extended region.
-inline long double extended(double v) { return kel::opaque<long double>(v); }
 
 inline bool is_nan(double v) { return (kel::bits(v) << 1) > (uint64_t{0x7FF} << 53); }
 inline double magnitude(double v) { return __builtin_fabs(v); }
@@ -71,8 +62,7 @@ int asin_acos_element(T xt, T* out) {
   const double x = xt;
   if (is_nan(x)) return quiet_nan(x, out);
   if (magnitude(x) > 1.0) return domain_error(out);
-  Extended guard;
-  const long double xe = extended(x), c = cofactor(xe);
+  const long double xe = x, c = cofactor(xe);
   return store(Cosine ? orxatan2l_scalar(c, xe) : orxatan2l_scalar(xe, c), out);
 }
 
@@ -80,8 +70,7 @@ template <class T>
 int atan_element(T xt, T* out) {
   const double x = xt;
   if (is_nan(x)) return quiet_nan(x, out);
-  Extended guard;
-  return store(orxatanl_scalar(extended(x)), out);
+  return store(orxatanl_scalar(x), out);
 }
 
 template <class T>
@@ -91,8 +80,7 @@ int atan2_element(T yt, T xt, T* out) {
     *out = round_to<T>(static_cast<long double>(y) + static_cast<long double>(x));
     return kelStatusNoError;
   }
-  Extended guard;
-  return store(orxatan2l_scalar(extended(y), extended(x)), out);
+  return store(orxatan2l_scalar(y, x), out);
 }
 
 inline long double with_sign_of(double x, long double r) { return kel::bits(x) >> 63 ? -r : r; }
@@ -101,8 +89,7 @@ template <class T>
 int asinh_element(T xt, T* out) {
   const double x = xt;
   if (is_nan(x) || kel::is_inf_or_nan(x)) return store(static_cast<long double>(x) * kel::opaque(1.0L), out);
-  Extended guard;
-  const long double a = extended(magnitude(x)), a2 = a * a;
+  const long double a = magnitude(x), a2 = a * a;
   return store(with_sign_of(x, orxlog1pl_scalar(a + a2 / (1.0L + orxsqrtl_scalar(1.0L + a2)))), out);
 }
 
@@ -112,8 +99,7 @@ int acosh_element(T xt, T* out) {
   if (is_nan(x)) return quiet_nan(x, out);
   if (!(x >= 1.0)) return domain_error(out);
   if (kel::is_inf_or_nan(x)) return store(static_cast<long double>(x), out);
-  Extended guard;
-  const long double t = extended(x) - 1.0L;
+  const long double t = static_cast<long double>(x) - 1.0L;
   return store(orxlog1pl_scalar(t + orxsqrtl_scalar(t * (2.0L + t))), out);
 }
 
@@ -127,19 +113,25 @@ int atanh_element(T xt, T* out) {
     *out = round_to<T>(with_sign_of(x, 1.0L / kel::opaque(0.0L)));  // +-inf, divide-by-zero
     return kelStatusSingularity;
   }
-  Extended guard;
-  const long double ae = kel::opaque(a);
+  const long double ae = a;
   return store(with_sign_of(x, 0.5L * orxlog1pl_scalar(2.0L * ae / (1.0L - ae))), out);
 }
 
 }  // namespace
 
-KEL_REAL_UNARY(Asin, (asin_acos_element<float, false>), (asin_acos_element<double, false>),
-               (asin_acos_element<double, false>))
-KEL_REAL_UNARY(Acos, (asin_acos_element<float, true>), (asin_acos_element<double, true>),
-               (asin_acos_element<double, true>))
-KEL_REAL_UNARY(Atan, atan_element<float>, atan_element<double>, atan_element<double>)
-KEL_REAL_BINARY(Atan2, atan2_element<float>, atan2_element<double>, atan2_element<double>)
-KEL_REAL_UNARY(Asinh, asinh_element<float>, asinh_element<double>, asinh_element<double>)
-KEL_REAL_UNARY(Acosh, acosh_element<float>, acosh_element<double>, acosh_element<double>)
-KEL_REAL_UNARY(Atanh, atanh_element<float>, atanh_element<double>, atanh_element<double>)
+KEL_REAL_UNARY(Asin, (kel::frame::Extended<asin_acos_element<float, false>>{}),
+               (kel::frame::Extended<asin_acos_element<double, false>>{}),
+               (kel::frame::Extended<asin_acos_element<double, false>>{}))
+KEL_REAL_UNARY(Acos, (kel::frame::Extended<asin_acos_element<float, true>>{}),
+               (kel::frame::Extended<asin_acos_element<double, true>>{}),
+               (kel::frame::Extended<asin_acos_element<double, true>>{}))
+KEL_REAL_UNARY(Atan, (kel::frame::Extended<atan_element<float>>{}), (kel::frame::Extended<atan_element<double>>{}),
+               (kel::frame::Extended<atan_element<double>>{}))
+KEL_REAL_BINARY(Atan2, (kel::frame::Extended<atan2_element<float>>{}), (kel::frame::Extended<atan2_element<double>>{}),
+                (kel::frame::Extended<atan2_element<double>>{}))
+KEL_REAL_UNARY(Asinh, (kel::frame::Extended<asinh_element<float>>{}), (kel::frame::Extended<asinh_element<double>>{}),
+               (kel::frame::Extended<asinh_element<double>>{}))
+KEL_REAL_UNARY(Acosh, (kel::frame::Extended<acosh_element<float>>{}), (kel::frame::Extended<acosh_element<double>>{}),
+               (kel::frame::Extended<acosh_element<double>>{}))
+KEL_REAL_UNARY(Atanh, (kel::frame::Extended<atanh_element<float>>{}), (kel::frame::Extended<atanh_element<double>>{}),
+               (kel::frame::Extended<atanh_element<double>>{}))

@@ -12,9 +12,8 @@
 // overflow and underflow) and correctly rounded in all but rare float cases.
 //
 // The extended-precision steps need 64-bit significands, so each element runs
-// its arithmetic under 64-bit precision control and returns to the frame's
-// 53-bit setting before its result is stored and reported.  Float members run
-// the same algorithm and round to float.
+// at 64-bit precision control (kel::frame::Extended) inside the real frame.
+// Float members run the same algorithm and round to float.
 //
 // Special elements follow C99: x^(+-0) = 1 and 1^y = 1 for every x and y,
 // NaNs included; otherwise a NaN operand gives a quiet NaN without a report.
@@ -110,10 +109,7 @@ long double power_of_magnitude(double ax, double y) {
   constexpr long double kNearestInteger = 0x1p63L;  // ulp 1 at 64-bit precision
   constexpr long double q = sizeof(T) == 8 ? 0x1p-1074L : 0x1p-149L;
   constexpr long double min_normal = sizeof(T) == 8 ? 0x1p-1022L : 0x1p-126L;
-  kel::PrecisionGuard<kel::kPrecision64Nearest> extended;
-  // The operands pass through memory after the control word changes, so no
-  // arithmetic on them can be scheduled under the frame's 53-bit setting.
-  const long double axe = kel::opaque<long double>(ax), ye = kel::opaque<long double>(y);
+  const long double axe = ax, ye = y;
   const kel::ld::DD l = log_dd(axe);
   const kel::ld::DD p = kel::ld::two_prod(ye, l.hi);
   const kel::ld::DD t = kel::ld::fast_two_sum(p.hi, p.lo + ye * l.lo);
@@ -189,5 +185,7 @@ int pow_element(T xt, T yt, T* out) {
 
 }  // namespace
 
-KEL_REAL_BINARY(Pow, pow_element<float>, pow_element<double>, pow_element<double>)
-KEL_REAL_SCALAR_EXPONENT(Powx, pow_element<float>, pow_element<double>, pow_element<double>)
+KEL_REAL_BINARY(Pow, (kel::frame::Extended<pow_element<float>>{}), (kel::frame::Extended<pow_element<double>>{}),
+                (kel::frame::Extended<pow_element<double>>{}))
+KEL_REAL_SCALAR_EXPONENT(Powx, (kel::frame::Extended<pow_element<float>>{}),
+                         (kel::frame::Extended<pow_element<double>>{}), (kel::frame::Extended<pow_element<double>>{}))

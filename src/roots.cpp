@@ -1,9 +1,9 @@
 // Reciprocal square root, cube root, reciprocal cube root and hypotenuse.
 //
 // Every member computes in the x87 extended format and rounds once, when the
-// element is stored: the frame runs these loops at 64-bit precision
-// (kExtendedGuard), so each intermediate carries a 64-bit significand and the
-// 15-bit exponent range.  A final long-double value within a few 2^-64
+// element is stored: each element runs at 64-bit precision control
+// (kel::frame::Extended), so each intermediate carries a 64-bit significand and
+// the 15-bit exponent range.  A final long-double value within a few 2^-64
 // (relative) of the exact result gives a stored double within 0.5 + 2^-10 ulp
 // and a stored float within 0.5 + 2^-39 ulp; floats and doubles share the
 // kernels, and the A50 members share the A53 kernels.
@@ -247,14 +247,16 @@ int hypot_element(T a, T b, T* y) {
 
 }  // namespace
 
-KEL_REAL_UNARY_GUARDED(InvSqrt, kel::frame::kExtendedGuard, invsqrt_element<float>, invsqrt_element<double>,
-                       invsqrt_element<double>)
+KEL_REAL_UNARY(InvSqrt, (kel::frame::Extended<invsqrt_element<float>>{}),
+               (kel::frame::Extended<invsqrt_element<double>>{}), (kel::frame::Extended<invsqrt_element<double>>{}))
 
-KEL_REAL_UNARY_GUARDED(Cbrt, kel::frame::kExtendedGuard, (cbrt_element<float, false>),
-                       (cbrt_element<double, false>), (cbrt_element<double, false>))
+KEL_REAL_UNARY(Cbrt, (kel::frame::Extended<cbrt_element<float, false>>{}),
+               (kel::frame::Extended<cbrt_element<double, false>>{}),
+               (kel::frame::Extended<cbrt_element<double, false>>{}))
 
-KEL_REAL_UNARY_GUARDED(InvCbrt, kel::frame::kExtendedGuard, (cbrt_element<float, true>),
-                       (cbrt_element<double, true>), (cbrt_element<double, true>))
+KEL_REAL_UNARY(InvCbrt, (kel::frame::Extended<cbrt_element<float, true>>{}),
+               (kel::frame::Extended<cbrt_element<double, true>>{}),
+               (kel::frame::Extended<cbrt_element<double, true>>{}))
 
-KEL_REAL_BINARY_GUARDED(Hypot, kel::frame::kExtendedGuard, hypot_element<float>, hypot_element<double>,
-                        hypot_element<double>)
+KEL_REAL_BINARY(Hypot, (kel::frame::Extended<hypot_element<float>>{}), (kel::frame::Extended<hypot_element<double>>{}),
+                (kel::frame::Extended<hypot_element<double>>{}))
