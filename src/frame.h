@@ -127,23 +127,27 @@ inline int unchecked_count(const T* src, T* dst, int len) {
 
 // Instantiates the five accuracy members of a real family from one element
 // kernel per precision.  Members that share an algorithm are separate
-// functions, each passing this unit's name object.
-#define KEL_REAL_UNARY(Name, Kernel32, Kernel50, Kernel53)                                   \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d, int n) {                   \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                           \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d, int n) {                   \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                           \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d, int n) {                   \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                           \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d, int n) {                 \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel50>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                           \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d, int n) {                 \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel53>(s, d, n, _ORX_THISFUNC_NAME); \
+// functions, each passing this unit's name object.  KEL_REAL_UNARY_GUARDED
+// takes the guard value; KEL_REAL_UNARY is the usual 53-bit one.
+#define KEL_REAL_UNARY_GUARDED(Name, Guard, Kernel32, Kernel50, Kernel53)        \
+  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d, int n) {       \
+    return kel::frame::unary<Guard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME);      \
+  }                                                                               \
+  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d, int n) {       \
+    return kel::frame::unary<Guard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME);      \
+  }                                                                               \
+  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d, int n) {       \
+    return kel::frame::unary<Guard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME);      \
+  }                                                                               \
+  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d, int n) {     \
+    return kel::frame::unary<Guard, Kernel50>(s, d, n, _ORX_THISFUNC_NAME);      \
+  }                                                                               \
+  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d, int n) {     \
+    return kel::frame::unary<Guard, Kernel53>(s, d, n, _ORX_THISFUNC_NAME);      \
   }
+
+#define KEL_REAL_UNARY(Name, Kernel32, Kernel50, Kernel53) \
+  KEL_REAL_UNARY_GUARDED(Name, kel::frame::kRealGuard, Kernel32, Kernel50, Kernel53)
 
 #define KEL_REAL_BINARY(Name, Kernel32, Kernel50, Kernel53)                                                \
   KEL_API KelStatus kels##Name##_32f_A11(const float* a, const float* b, float* d, int n) {                 \

@@ -1,0 +1,199 @@
+// Error function, complementary error function and inverse error function.
+//
+// Every member evaluates in x87 extended precision: the members run under a
+// 64-bit precision guard (round to nearest), compute a long double whose
+// relative error is a few units of the 64-bit significand, and round it once
+// when the element is stored.  The float members run the same algorithm and
+// store to float; the A50 member shares the A53 one.  The rounding from 64 to
+// 53 bits can only go wrong when the long double lands within a few 64-bit
+// ulps of a midpoint, which adds about 2^-10 ulp to the half-ulp of the
+// final rounding.  With a = |x|:
+//
+//   erf x   = x P(x^2)                               a < 1/2
+//           = sign(x) (1 - erfc a)                   1/2 <= a < 6
+//           = sign(x) (1 - 2^-70), rounding to +-1   a >= 6 (erfc 6 < 2^-54)
+//   erfc x  = 1 - x P(x^2)                           a < 1/2
+//           = e^(-a^2) Q_i(a - m_i)                  1/2 <= x < 28
+//           = 2 - e^(-a^2) Q_i(a - m_i)              -6 < x <= -1/2
+// P is erf(x)/x in x^2; Q_i is the scaled erfc(a) e^(a^2) on the piece i of
+// [1/2, 32) (four pieces per binade, picked by the exponent and the top two
+// significand bits of a; m_i its midpoint, so a - m_i is exact); both are
+// within 2^-64 of their functions (tools/gen/gen_erf.cpp checks it).  The
+// square a^2 = h + l is formed exactly (Dekker's product of the 53-bit a),
+// e^(-a^2) = e^(-h) (1 - l) with |l| <= 2^-64 h, and e^(-h) comes from the
+// long-double exponential kernel (0.505 ulp of 64 bits).  For 1/2 <= a the
+// subtraction 1 - erfc a loses nothing: erfc a < 0.48 < erf a.
+//
+// Tiny arguments, a < 2^-32: erf x = (2/sqrt(pi)) x (the x^3 term is below
+// 2^-64 of it), correctly rounded also into the subnormal range.  With
+// 2/sqrt(pi) = H + L, H of 11 bits, x H is exact; x L is a Dekker product,
+// and round_once() settles the one case where rounding the long double sum
+// again would be wrong: a long double exactly halfway between two values of
+// the format.
+//
+// Reports: underflow (status 17) whenever the stored result is zero or
+// subnormal while the exact one is not zero: erf of a tiny nonzero x whose
+// result is subnormal, erfc of large x.  Such results are always inexact
+// (erf and erfc take no nonzero representable value at a representable
+// nonzero argument), and the store raises the underflow and inexact flags.
+// erfc x for x >= 28 is below 2^-1100 and is stored as +0 directly.
+// erf(+-0) = +-0, erf(+-Inf) = +-1, erfc(+Inf) = +0, erfc(-Inf) = 2, all
+// exact; NaNs pass through quietly (a signalling NaN raises invalid) with no
+// report.
+#include "erf_data.h"
+#include "frame.h"
+#include "ld_trig.h"
+
+KEL_NAME_OBJECT
+
+namespace {
+
+using kel::erf_data::_orxErfTab;
+using kel::ld::DD;
+
+template <class T>
+struct Format;
+template <>
+struct Format<double> {
+  static uint32_t field(double x) { return (kel::high_word(x) >> 20) & 0x7FF; }
+  static bool negative(double x) { return kel::high_word(x) >> 31; }
+  static bool is_nan(double x) { return (kel::bits(x) << 1) > 0xFFE0000000000000ull; }
+  static constexpr uint32_t kInfNan = 0x7FF;
+};
+template <>
+struct Format<float> {
+  static uint32_t field(float x) { return (kel::bits(x) >> 23) & 0xFF; }
+  static bool negative(float x) { return kel::bits(x) >> 31; }
+  static bool is_nan(float x) { return (kel::bits(x) << 1) > 0xFF000000u; }
+  static constexpr uint32_t kInfNan = 0xFF;
+};
+
+constexpr long double kTiny = 0x1p-32L;     // below: erf x = (2/sqrt(pi)) x
+constexpr long double kSeries = 0.5L;       // below: the series P
+constexpr long double kErfOne = 6.0L;       // from here erf rounds to +-1, erfc(-a) to 2
+constexpr long double kErfcZero = 28.0L;    // from here erfc rounds to +0
+constexpr long double kNudge = 0x1p-70L;    // 1 - kNudge and 2 - kNudge round up, inexact
+constexpr long double kTinyValue = 0x1p-10000L;
+
+// ---- Core, in long double ----
+
+// x P(x^2) for |x| < 1/2.
+inline long double erf_series(long double x) {
+  const long double* p = _orxErfTab.erf_poly;
+  const long double z = x * x;
+  long double s = p[kel::erf_data::kErfDegree];
+  for (int k = kel::erf_data::kErfDegree - 1; k >= 0; --k) s = s * z + p[k];
+  return x * s;
+}
+
+// erfc a for 1/2 <= a < 28 (a is a double or a float).
+inline long double erfc_positive(double a) {
+  const int i = static_cast<int>((kel::bits(a) >> 50) - (uint64_t{1022} << 2));
+  const kel::erf_data::ErfcPiece& piece = _orxErfTab.erfc[i];
+  const long double v = static_cast<long double>(a) - piece.mid;  // exact
+  long double q = piece.c[kel::erf_data::kErfcDegree];
+  for (int k = kel::erf_data::kErfcDegree - 1; k >= 0; --k) q = q * v + piece.c[k];
+  const DD sq = kel::ld::two_prod(a, a);
+  return (orxexpl_scalar(-sq.hi) * (1.0L - sq.lo)) * q;
+}
+
+// s + err rounded once to T, for |err| below half a 64-bit ulp of s.  The
+// store rounds s; it can only differ from rounding s + err when s lies
+// exactly halfway between h and its neighbour 2s - h in T, and then the sign
+// of err decides.
+template <class T>
+inline T round_once(long double s, long double err) {
+  const T h = kel::round_to<T>(s);
+  const long double d = s - h;  // exact
+  if (d == 0 || err == 0) return h;
+  const long double other = s + d;
+  if (kel::round_to<T>(other) != other) return h;  // not a midpoint
+  return (d > 0) == (err > 0) ? static_cast<T>(other) : h;
+}
+
+// (2/sqrt(pi)) x rounded once to T, for 0 < |x| < 2^-32.
+template <class T>
+inline T erf_tiny(long double x) {
+  const long double p = x * _orxErfTab.two_over_sqrt_pi_hi;  // exact
+  const DD q = kel::ld::two_prod(x, _orxErfTab.two_over_sqrt_pi_lo);
+  const DD s = kel::ld::fast_two_sum(p, q.hi);
+  return round_once<T>(s.hi, s.lo + q.lo);
+}
+
+// ---- Element kernels ----
+
+template <class T>
+inline bool zero_or_subnormal(T r) {
+  return Format<T>::field(r) == 0;
+}
+
+// Stores +0 with underflow and inexact (the square of 2^-10000 is zero in
+// every format at the store).
+template <class T>
+inline int underflow_to_zero(T* y) {
+  *y = kel::opaque(kTinyValue) * kel::opaque(kTinyValue);
+  return kelStatusUnderflow;
+}
+
+template <class T>
+int erf_kernel(T x, T* y) {
+  const bool negative = Format<T>::negative(x);
+  if (Format<T>::field(x) == Format<T>::kInfNan) {
+    if (Format<T>::is_nan(x))
+      *y = x + x;  // quiet; a signalling NaN raises invalid
+    else
+      *y = negative ? T(-1) : T(1);
+    return kelStatusNoError;
+  }
+  const long double a = negative ? -static_cast<long double>(x) : static_cast<long double>(x);
+  if (a < kTiny) {
+    if (a == 0) {
+      *y = x;
+      return kelStatusNoError;
+    }
+    const T r = erf_tiny<T>(x);
+    *y = r;
+    return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
+  }
+  long double v;
+  if (a < kSeries)
+    v = erf_series(a);
+  else if (a < kErfOne)
+    v = 1.0L - erfc_positive(static_cast<double>(x < 0 ? -x : x));
+  else
+    v = 1.0L - kel::opaque(kNudge);
+  *y = negative ? -v : v;
+  return kelStatusNoError;
+}
+
+template <class T>
+int erfc_kernel(T x, T* y) {
+  const bool negative = Format<T>::negative(x);
+  if (Format<T>::field(x) == Format<T>::kInfNan) {
+    if (Format<T>::is_nan(x))
+      *y = x + x;
+    else
+      *y = negative ? T(2) : T(0);
+    return kelStatusNoError;
+  }
+  const long double a = negative ? -static_cast<long double>(x) : static_cast<long double>(x);
+  const double ad = static_cast<double>(x < 0 ? -x : x);
+  if (a < kSeries) {  // 1 - erf x; exactly 1 at zero, inexact 1 for tiny x
+    *y = 1.0L - (a < kTiny ? x * _orxErfTab.erf_poly[0] : erf_series(x));
+    return kelStatusNoError;
+  }
+  if (negative) {
+    *y = a < kErfOne ? 2.0L - erfc_positive(ad) : 2.0L - kel::opaque(kNudge);
+    return kelStatusNoError;
+  }
+  if (a >= kErfcZero) return underflow_to_zero(y);
+  const T r = kel::round_to<T>(erfc_positive(ad));
+  *y = r;
+  return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
+}
+
+}  // namespace
+
+KEL_REAL_UNARY_GUARDED(Erf, kel::kPrecision64Nearest, erf_kernel<float>, erf_kernel<double>, erf_kernel<double>)
+KEL_REAL_UNARY_GUARDED(Erfc, kel::kPrecision64Nearest, erfc_kernel<float>, erfc_kernel<double>,
+                       erfc_kernel<double>)
