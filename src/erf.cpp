@@ -24,18 +24,26 @@
 // long-double exponential kernel (0.505 ulp of 64 bits).  For 1/2 <= a the
 // subtraction 1 - erfc a loses nothing: erfc a < 0.48 < erf a.
 //
-// Tiny arguments, a < 2^-32: erf x = (2/sqrt(pi)) x (the x^3 term is below
-// 2^-64 of it), correctly rounded also into the subnormal range.  With
-// 2/sqrt(pi) = H + L, H of 11 bits, x H is exact; x L is a Dekker product,
+// erfinv x for 2^-32 <= a < 1: a first guess within 2^-30 from a polynomial
+// (in x^2 below 3/4, in w = sqrt(-ln(1 - a)) above, with the long-double
+// logarithm and square root kernels), then two Newton steps on erf, the
+// residual taken as erfc y - (1 - a) once y >= 1/2 (see newton()).
+//
+// Tiny arguments, a < 2^-32: erf x = (2/sqrt(pi)) x and erfinv x =
+// (sqrt(pi)/2) x (the x^3 terms are below 2^-64 of them), correctly rounded
+// also into the subnormal range.  With the constant = H + L, H of 11 bits, x H is exact; x L is a Dekker product,
 // and round_once() settles the one case where rounding the long double sum
 // again would be wrong: a long double exactly halfway between two values of
 // the format.
 //
 // Reports: underflow (status 17) whenever the stored result is zero or
-// subnormal while the exact one is not zero: erf of a tiny nonzero x whose
-// result is subnormal, erfc of large x.  Such results are always inexact
-// (erf and erfc take no nonzero representable value at a representable
-// nonzero argument), and the store raises the underflow and inexact flags.
+// subnormal while the exact one is not zero: erf and erfinv of a tiny
+// nonzero x whose result is subnormal, erfc of large x.  Such results are
+// always inexact (the functions take no nonzero representable value at a
+// representable nonzero argument), and the store raises the underflow and
+// inexact flags.  erfinv(+-1) = +-Inf with divide-by-zero and the pole report
+// (18); erfinv of |x| > 1 (Inf included) is NaN with invalid and the domain
+// report (19); erfinv(+-0) = +-0.
 // erfc x for x >= 28 is below 2^-1100 and is stored as +0 directly.
 // erf(+-0) = +-0, erf(+-Inf) = +-1, erfc(+Inf) = +0, erfc(-Inf) = 2, all
 // exact; NaNs pass through quietly (a signalling NaN raises invalid) with no
@@ -74,6 +82,7 @@ constexpr long double kErfOne = 6.0L;       // from here erf rounds to +-1, erfc
 constexpr long double kErfcZero = 28.0L;    // from here erfc rounds to +0
 constexpr long double kNudge = 0x1p-70L;    // 1 - kNudge and 2 - kNudge round up, inexact
 constexpr long double kTinyValue = 0x1p-10000L;
+constexpr long double kInvCentral = 0.75L;  // below: erfinv from the series in x^2
 
 // ---- Core, in long double ----
 
@@ -86,16 +95,24 @@ inline long double erf_series(long double x) {
   return x * s;
 }
 
-// erfc a for 1/2 <= a < 28 (a is a double or a float).
-inline long double erfc_positive(double a) {
-  const int i = static_cast<int>((kel::bits(a) >> 50) - (uint64_t{1022} << 2));
+// erfc a and e^(-a^2) for 1/2 <= a < 28 (a with at most 64 bits).
+struct Erfc {
+  long double value, gauss;
+};
+
+inline Erfc erfc_parts(long double a) {
+  const kel::ld::Fields f = kel::ld::fields(a);
+  const int i = (static_cast<int>(f.se) - 16382) * 4 + static_cast<int>((f.mant >> 61) & 3);
   const kel::erf_data::ErfcPiece& piece = _orxErfTab.erfc[i];
-  const long double v = static_cast<long double>(a) - piece.mid;  // exact
+  const long double v = a - piece.mid;  // exact: both on the 64-bit grid of a's binade
   long double q = piece.c[kel::erf_data::kErfcDegree];
   for (int k = kel::erf_data::kErfcDegree - 1; k >= 0; --k) q = q * v + piece.c[k];
   const DD sq = kel::ld::two_prod(a, a);
-  return (orxexpl_scalar(-sq.hi) * (1.0L - sq.lo)) * q;
+  const long double gauss = orxexpl_scalar(-sq.hi) * (1.0L - sq.lo);
+  return {gauss * q, gauss};
 }
+
+inline long double erfc_positive(long double a) { return erfc_parts(a).value; }
 
 // s + err rounded once to T, for |err| below half a 64-bit ulp of s.  The
 // store rounds s; it can only differ from rounding s + err when s lies
@@ -111,13 +128,57 @@ inline T round_once(long double s, long double err) {
   return (d > 0) == (err > 0) ? static_cast<T>(other) : h;
 }
 
-// (2/sqrt(pi)) x rounded once to T, for 0 < |x| < 2^-32.
+// (hi + lo) x rounded once to T, for a constant with an 11-bit head hi (so
+// x hi is exact) and |lo| < 2^-11 hi.
 template <class T>
-inline T erf_tiny(long double x) {
-  const long double p = x * _orxErfTab.two_over_sqrt_pi_hi;  // exact
-  const DD q = kel::ld::two_prod(x, _orxErfTab.two_over_sqrt_pi_lo);
+inline T scaled_once(long double x, long double hi, long double lo) {
+  const long double p = x * hi;
+  const DD q = kel::ld::two_prod(x, lo);
   const DD s = kel::ld::fast_two_sum(p, q.hi);
   return round_once<T>(s.hi, s.lo + q.lo);
+}
+
+// ---- Inverse ----
+
+// One Newton step on erf y = a from y: y + (a - erf y) / erf'(y).  From
+// y >= 1/2 on the residual is formed as erfc y - q with q = 1 - a (exact),
+// which keeps its relative accuracy as a approaches 1, where a - erf y would
+// cancel.  The iteration converges quadratically: a relative error e of y
+// becomes about y^2 e^2.
+inline long double newton(long double y, long double a, long double q) {
+  const long double two_over_sqrt_pi = _orxErfTab.two_over_sqrt_pi_hi + _orxErfTab.two_over_sqrt_pi_lo;
+  if (y < kSeries) {
+    const long double slope = two_over_sqrt_pi * orxexpl_scalar(-(y * y));
+    return y + (a - erf_series(y)) / slope;
+  }
+  const Erfc e = erfc_parts(y);
+  return y + (e.value - q) / (two_over_sqrt_pi * e.gauss);
+}
+
+// erfinv a for 2^-32 <= a < 1: a first guess within 2^-30 (relative), from
+// erfinv(a)/a in a^2 below 3/4 and from a polynomial in
+// w = sqrt(-ln(1 - a)) in [1.177, 6.06] above, then two Newton steps, after
+// which the error of the guess is below 2^-64 even at y = 5.9 (the largest
+// result for a double a < 1).
+inline long double erfinv_positive(long double a) {
+  const long double q = 1.0L - a;  // exact
+  long double y;
+  if (a < kInvCentral) {
+    const long double* p = _orxErfTab.inv_poly;
+    const long double z = a * a;
+    long double s = p[kel::erf_data::kInvDegree];
+    for (int k = kel::erf_data::kInvDegree - 1; k >= 0; --k) s = s * z + p[k];
+    y = a * s;
+  } else {
+    const long double w = orxsqrtl_scalar(-orxlogl_scalar(q));
+    int i = 0;
+    while (i + 1 < kel::erf_data::kInvTailPieces && w >= _orxErfTab.inv_tail[i + 1].lo) ++i;
+    const kel::erf_data::InvTailPiece& piece = _orxErfTab.inv_tail[i];
+    const long double v = w - piece.lo;
+    y = piece.c[kel::erf_data::kInvTailDegree];
+    for (int k = kel::erf_data::kInvTailDegree - 1; k >= 0; --k) y = y * v + piece.c[k];
+  }
+  return newton(newton(y, a, q), a, q);
 }
 
 // ---- Element kernels ----
@@ -151,7 +212,7 @@ int erf_kernel(T x, T* y) {
       *y = x;
       return kelStatusNoError;
     }
-    const T r = erf_tiny<T>(x);
+    const T r = scaled_once<T>(x, _orxErfTab.two_over_sqrt_pi_hi, _orxErfTab.two_over_sqrt_pi_lo);
     *y = r;
     return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
   }
@@ -159,7 +220,7 @@ int erf_kernel(T x, T* y) {
   if (a < kSeries)
     v = erf_series(a);
   else if (a < kErfOne)
-    v = 1.0L - erfc_positive(static_cast<double>(x < 0 ? -x : x));
+    v = 1.0L - erfc_positive(a);
   else
     v = 1.0L - kel::opaque(kNudge);
   *y = negative ? -v : v;
@@ -177,19 +238,48 @@ int erfc_kernel(T x, T* y) {
     return kelStatusNoError;
   }
   const long double a = negative ? -static_cast<long double>(x) : static_cast<long double>(x);
-  const double ad = static_cast<double>(x < 0 ? -x : x);
   if (a < kSeries) {  // 1 - erf x; exactly 1 at zero, inexact 1 for tiny x
     *y = 1.0L - (a < kTiny ? x * _orxErfTab.erf_poly[0] : erf_series(x));
     return kelStatusNoError;
   }
   if (negative) {
-    *y = a < kErfOne ? 2.0L - erfc_positive(ad) : 2.0L - kel::opaque(kNudge);
+    *y = a < kErfOne ? 2.0L - erfc_positive(a) : 2.0L - kel::opaque(kNudge);
     return kelStatusNoError;
   }
   if (a >= kErfcZero) return underflow_to_zero(y);
-  const T r = kel::round_to<T>(erfc_positive(ad));
+  const T r = kel::round_to<T>(erfc_positive(a));
   *y = r;
   return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
+}
+
+template <class T>
+int erfinv_kernel(T x, T* y) {
+  const bool negative = Format<T>::negative(x);
+  if (Format<T>::is_nan(x)) {
+    *y = x + x;
+    return kelStatusNoError;
+  }
+  const long double a = negative ? -static_cast<long double>(x) : static_cast<long double>(x);
+  if (a >= 1.0L) {
+    if (a == 1.0L) {  // +-Inf with divide-by-zero
+      *y = (negative ? -1.0L : 1.0L) / kel::opaque(0.0L);
+      return kelStatusSingularity;
+    }
+    *y = kel::opaque(0.0L) / kel::opaque(0.0L);  // NaN with invalid, also for +-Inf
+    return kelStatusDomain;
+  }
+  if (a < kTiny) {  // erfinv x = (sqrt(pi)/2) x, the x^3 term below 2^-65 of it
+    if (a == 0) {
+      *y = x;
+      return kelStatusNoError;
+    }
+    const T r = scaled_once<T>(x, _orxErfTab.sqrt_pi_over_2_hi, _orxErfTab.sqrt_pi_over_2_lo);
+    *y = r;
+    return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
+  }
+  const long double v = erfinv_positive(a);
+  *y = negative ? -v : v;
+  return kelStatusNoError;
 }
 
 }  // namespace
@@ -197,3 +287,5 @@ int erfc_kernel(T x, T* y) {
 KEL_REAL_UNARY_GUARDED(Erf, kel::kPrecision64Nearest, erf_kernel<float>, erf_kernel<double>, erf_kernel<double>)
 KEL_REAL_UNARY_GUARDED(Erfc, kel::kPrecision64Nearest, erfc_kernel<float>, erfc_kernel<double>,
                        erfc_kernel<double>)
+KEL_REAL_UNARY_GUARDED(ErfInv, kel::kPrecision64Nearest, erfinv_kernel<float>, erfinv_kernel<double>,
+                       erfinv_kernel<double>)

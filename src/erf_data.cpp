@@ -483,6 +483,78 @@ const Constants _orxErfTab = {
              -0xb.f81735b21fd0f65p-83L,     // v^15
          }},
     },
+    0xe.2ep-4L,  // sqrt(pi)/2, 11-bit head
+    -0xe.dc96212ab0c789fp-22L,  // sqrt(pi)/2 - head
+    // erfinv(x)/x in v = x^2, 0 <= v <= 0.5625 (first guess)
+    {
+        0xe.2dfc48d0cb9c56ap-4L,       // v^0
+        0xe.d95026bbd799512p-6L,       // v^1
+        0x8.29c80be73149c39p-6L,       // v^2
+        0xb.1a9838a644a5c27p-7L,       // v^3
+        0xf.c9a83e20277db08p-8L,       // v^4
+        0xa.b91a3bea97076a8p-7L,       // v^5
+        -0x9.bef4efc03004e02p-6L,      // v^6
+        0xc.db3c831a72dce24p-4L,       // v^7
+        -0xf.61f0c5f37802dbap-3L,      // v^8
+        0xc.a985620861776c3p-2L,       // v^9
+        -0xb.91cdc2988f9dbb8p-2L,      // v^10
+        0xa.0c5036cfe177e99p-3L,       // v^11
+    },
+    // erfinv(1 - e^(-w^2)) in v = w - lo on [lo, hi) (first guess)
+    {
+        {0x1.2p+0,  // [1.125, 2)
+         {
+             0xc.2b8cddabb060d5ep-4L,       // v^0
+             0x8.0653b505fbfaa92p-3L,       // v^1
+             0xa.9554d3891f62662p-7L,       // v^2
+             -0xa.ae1df2a8886a8dfp-7L,      // v^3
+             0xe.d2428fd49b09519p-8L,       // v^4
+             -0xf.ee11694595c78bfp-9L,      // v^5
+             0xc.dbf5c799b54ebcap-10L,      // v^6
+             -0xd.a89702d2ed8e69ep-12L,     // v^7
+             0xc.e08b6baedd9aeb1p-15L,      // v^8
+             0xa.385d3a06a5ccb3ap-19L,      // v^9
+         }},
+        {0x1p+1,  // [2, 3)
+         {
+             0xd.58731da7f5da70fp-3L,       // v^0
+             0x8.657c0e786c5069fp-3L,       // v^1
+             0xe.a6ba90a5a837addp-14L,      // v^2
+             -0xe.a71b329d63ce1a9p-11L,     // v^3
+             0xa.89fbaa23d522306p-11L,      // v^4
+             -0xb.4384bf85e5a181fp-12L,     // v^5
+             0xa.1b26b1e56a3f13cp-13L,      // v^6
+             -0xe.cc4b984c5276bdcp-15L,     // v^7
+             0xf.6b7e6dab3298eabp-17L,      // v^8
+             -0x8.37425433cc11baap-19L,     // v^9
+         }},
+        {0x1.8p+1,  // [3, 4)
+         {
+             0xa.dbea4e9a69f6dedp-2L,       // v^0
+             0x8.558265f9f97a627p-3L,       // v^1
+             -0xb.25358374c8eb06cp-11L,     // v^2
+             0x9.18edaa62ee57677p-17L,      // v^3
+             0xb.c90475209d41917p-15L,      // v^4
+             -0xd.353eef691234492p-16L,     // v^5
+             0xa.a452fceb0121317p-17L,      // v^6
+             -0xd.dc4ecd36827e00ap-19L,     // v^7
+             0xd.373f67cda9acd6cp-21L,      // v^8
+             -0xd.4da7d07dd189b14p-24L,     // v^9
+         }},
+        {0x1p+2,  // [4, 6.25)
+         {
+             0xf.0164580850683d9p-2L,       // v^0
+             0x8.413c28015ec30e3p-3L,       // v^1
+             -0x8.c454d119a998edep-11L,     // v^2
+             0xf.a7816912a76665fp-15L,      // v^3
+             -0xf.70d0f65c49ecdafp-20L,     // v^4
+             -0xf.5fd2486e8fe6d37p-20L,     // v^5
+             0xc.f21edbdc943aa2cp-21L,      // v^6
+             -0xc.ad7439bbba5662bp-23L,     // v^7
+             0xf.2f78cf524818b8bp-26L,      // v^8
+             -0x8.7915bbd1eadfd6ep-29L,     // v^9
+         }},
+    },
 };
 
 }  // namespace kel::erf_data

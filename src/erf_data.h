@@ -7,10 +7,18 @@ namespace kel::erf_data {
 inline constexpr int kErfDegree = 10;   // erf(x)/x in x^2 on |x| < 1/2
 inline constexpr int kErfcDegree = 15;  // erfc(a) e^(a^2) in a - m
 inline constexpr int kErfcPieces = 24;  // [0.5, 32): 6 binades, 4 pieces each
+inline constexpr int kInvDegree = 11;      // first guess of erfinv(x)/x in x^2, |x| < 3/4
+inline constexpr int kInvTailDegree = 9;   // first guess of erfinv in w = sqrt(-ln(1 - |x|))
+inline constexpr int kInvTailPieces = 4;   // w in [1.125, 2), [2, 3), [3, 4), [4, 6.25)
 
 struct ErfcPiece {
   double mid;                       // midpoint m of the piece
   long double c[kErfcDegree + 1];  // c[k] of (a - m)^k
+};
+
+struct InvTailPiece {
+  double lo;                           // lower end of the piece in w
+  long double c[kInvTailDegree + 1];  // c[k] of (w - lo)^k
 };
 
 struct Constants {
@@ -18,6 +26,10 @@ struct Constants {
   long double two_over_sqrt_pi_lo;
   long double erf_poly[kErfDegree + 1];
   ErfcPiece erfc[kErfcPieces];
+  long double sqrt_pi_over_2_hi;  // 11 bits
+  long double sqrt_pi_over_2_lo;
+  long double inv_poly[kInvDegree + 1];
+  InvTailPiece inv_tail[kInvTailPieces];
 };
 
 extern const Constants _orxErfTab;

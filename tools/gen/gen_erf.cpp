@@ -187,9 +187,60 @@ M scaled_erfc(const M& x) {  // erfc(x) e^(x^2)
   return r;
 }
 
+// erfinv(x): the y with erf(y) = x (or erfc(y) = q for q = 1 - x), by
+// Newton's iteration from below, where erf is concave and erfc convex, so
+// that every step stays below the root.
+M solve_erf(const M& x, const M& q, bool use_erfc, const M& start) {
+  M y = start, f, d, step;
+  M two_over_sqrt_pi;
+  mpfr_const_pi(two_over_sqrt_pi.v, MPFR_RNDN);
+  mpfr_rec_sqrt(two_over_sqrt_pi.v, two_over_sqrt_pi.v, MPFR_RNDN);
+  mpfr_mul_2ui(two_over_sqrt_pi.v, two_over_sqrt_pi.v, 1, MPFR_RNDN);
+  for (int it = 0; it < 200; ++it) {
+    if (use_erfc) {
+      mpfr_erfc(f.v, y.v, MPFR_RNDN);
+      mpfr_sub(f.v, f.v, q.v, MPFR_RNDN);  // erfc(y) - q >= 0 below the root
+    } else {
+      mpfr_erf(f.v, y.v, MPFR_RNDN);
+      mpfr_sub(f.v, x.v, f.v, MPFR_RNDN);  // x - erf(y) >= 0 below the root
+    }
+    mpfr_sqr(d.v, y.v, MPFR_RNDN);
+    mpfr_neg(d.v, d.v, MPFR_RNDN);
+    mpfr_exp(d.v, d.v, MPFR_RNDN);
+    mpfr_mul(d.v, d.v, two_over_sqrt_pi.v, MPFR_RNDN);
+    mpfr_div(step.v, f.v, d.v, MPFR_RNDN);
+    mpfr_add(y.v, y.v, step.v, MPFR_RNDN);
+    if (mpfr_zero_p(step.v) || mpfr_get_exp(step.v) < mpfr_get_exp(y.v) - (kPrec - 32)) return y;
+  }
+  fail("erfinv: no convergence");
+}
+
+M erfinv_over_x_of_square(const M& z) {  // erfinv(sqrt z) / sqrt z
+  M x, start, r;
+  mpfr_sqrt(x.v, z.v, MPFR_RNDN);
+  mpfr_mul_d(start.v, x.v, 0.8862269254527580, MPFR_RNDD);  // below sqrt(pi)/2 x <= erfinv x
+  r = solve_erf(x, M(), false, start);
+  mpfr_div(r.v, r.v, x.v, MPFR_RNDN);
+  return r;
+}
+
+M erfinv_of_w(const M& w) {  // erfinv(1 - e^(-w^2))
+  M q, start;
+  mpfr_sqr(q.v, w.v, MPFR_RNDN);
+  mpfr_neg(q.v, q.v, MPFR_RNDN);
+  mpfr_exp(q.v, q.v, MPFR_RNDN);
+  mpfr_sub_ui(start.v, w.v, 1, MPFR_RNDN);  // below the root for w >= 1
+  return solve_erf(M(), q, true, start);
+}
+
 constexpr int kErfDegree = 10;
 constexpr int kErfcDegree = 15;
 constexpr int kErfcPieces = 24;
+constexpr int kInvDegree = 11;
+constexpr int kInvTailDegree = 9;
+constexpr double kInvCentral = 0.75;
+constexpr double kInvTailBreaks[] = {1.125, 2, 3, 4, 6.25};
+constexpr double kInvBound = -30;
 
 }  // namespace
 
@@ -242,6 +293,43 @@ int main() {
     };
     std::printf("        {%s,  // [%g, %g)\n         {\n", gen::hex(mid).c_str(), a0, a1);
     print_coefficients(fit(what, kErfcDegree, -64, lo, hi, f), "             ");
+    std::printf("         }},\n");
+  }
+  std::printf("    },\n");
+
+  // sqrt(pi)/2 likewise.
+  {
+    M c, hi, lo;
+    mpfr_const_pi(c.v, MPFR_RNDN);
+    mpfr_sqrt(c.v, c.v, MPFR_RNDN);
+    mpfr_div_2ui(c.v, c.v, 1, MPFR_RNDN);
+    mpfr_set(hi.v, c.v, MPFR_RNDN);
+    mpfr_prec_round(hi.v, 11, MPFR_RNDN);
+    mpfr_sub(lo.v, c.v, hi.v, MPFR_RNDN);
+    std::printf("    %s,  // sqrt(pi)/2, 11-bit head\n", hexl(mpfr_get_ld(hi.v, MPFR_RNDN)).c_str());
+    std::printf("    %s,  // sqrt(pi)/2 - head\n", hexl(mpfr_get_ld(lo.v, MPFR_RNDN)).c_str());
+  }
+
+  // Starting values of the inverse, refined by Newton steps at run time.
+  std::printf("    // erfinv(x)/x in v = x^2, 0 <= v <= %g (first guess)\n    {\n", kInvCentral * kInvCentral);
+  {
+    M lo(0.0), hi(kInvCentral * kInvCentral);
+    print_coefficients(fit("erfinv", kInvDegree, kInvBound, lo, hi, erfinv_over_x_of_square), "        ");
+  }
+  std::printf("    },\n");
+  std::printf("    // erfinv(1 - e^(-w^2)) in v = w - lo on [lo, hi) (first guess)\n    {\n");
+  for (size_t i = 0; i + 1 < std::size(kInvTailBreaks); ++i) {
+    const double w0 = kInvTailBreaks[i], w1 = kInvTailBreaks[i + 1];
+    const M lo(0.0), hi(w1 - w0), base(w0);
+    char what[64];
+    std::snprintf(what, sizeof what, "erfinv tail [%g, %g)", w0, w1);
+    const auto f = [&](const M& v) {
+      M w;
+      mpfr_add(w.v, v.v, base.v, MPFR_RNDN);
+      return erfinv_of_w(w);
+    };
+    std::printf("        {%s,  // [%g, %g)\n         {\n", gen::hex(w0).c_str(), w0, w1);
+    print_coefficients(fit(what, kInvTailDegree, kInvBound, lo, hi, f), "             ");
     std::printf("         }},\n");
   }
   std::printf("    },\n");
