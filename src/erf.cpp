@@ -59,22 +59,29 @@ namespace {
 using kel::erf_data::_orxErfTab;
 using kel::ld::DD;
 
+// Classes read from the bit pattern, the float's in the top half of a 64-bit
+// word: no comparison, so no flag even for a signalling NaN.
+inline uint64_t pattern(double x) { return kel::bits(x); }
+inline uint64_t pattern(float x) { return uint64_t{kel::bits(x)} << 32; }
 template <class T>
-struct Format;
-template <>
-struct Format<double> {
-  static uint32_t field(double x) { return (kel::high_word(x) >> 20) & 0x7FF; }
-  static bool negative(double x) { return kel::high_word(x) >> 31; }
-  static bool is_nan(double x) { return (kel::bits(x) << 1) > 0xFFE0000000000000ull; }
-  static constexpr uint32_t kInfNan = 0x7FF;
-};
-template <>
-struct Format<float> {
-  static uint32_t field(float x) { return (kel::bits(x) >> 23) & 0xFF; }
-  static bool negative(float x) { return kel::bits(x) >> 31; }
-  static bool is_nan(float x) { return (kel::bits(x) << 1) > 0xFF000000u; }
-  static constexpr uint32_t kInfNan = 0xFF;
-};
+inline constexpr uint64_t kExponentMask = sizeof(T) == 8 ? 0x7FF0000000000000ull : 0x7F80000000000000ull;
+
+template <class T>
+inline bool negative(T x) {
+  return pattern(x) >> 63;
+}
+template <class T>
+inline bool is_nan(T x) {
+  return (pattern(x) << 1 >> 1) > kExponentMask<T>;
+}
+template <class T>
+inline bool zero_or_subnormal(T x) {
+  return (pattern(x) & kExponentMask<T>) == 0;
+}
+template <class T>
+inline long double magnitude(T x) {
+  return negative(x) ? -static_cast<long double>(x) : static_cast<long double>(x);
+}
 
 constexpr long double kTiny = 0x1p-32L;     // below: erf x = (2/sqrt(pi)) x
 constexpr long double kSeries = 0.5L;       // below: the series P
@@ -183,9 +190,17 @@ inline long double erfinv_positive(long double a) {
 
 // ---- Element kernels ----
 
+// (hi + lo) x for |x| < 2^-32, the tiny path of erf and erfinv; a zero
+// keeps its sign and is exact.
 template <class T>
-inline bool zero_or_subnormal(T r) {
-  return Format<T>::field(r) == 0;
+inline int store_tiny(T x, long double hi, long double lo, T* y) {
+  if (kel::is_zero(x)) {
+    *y = x;
+    return kelStatusNoError;
+  }
+  const T r = scaled_once<T>(x, hi, lo);
+  *y = r;
+  return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
 }
 
 // Stores +0 with underflow and inexact (the square of 2^-10000 is zero in
@@ -198,24 +213,15 @@ inline int underflow_to_zero(T* y) {
 
 template <class T>
 int erf_kernel(T x, T* y) {
-  const bool negative = Format<T>::negative(x);
-  if (Format<T>::field(x) == Format<T>::kInfNan) {
-    if (Format<T>::is_nan(x))
+  if (kel::is_inf_or_nan(x)) {
+    if (is_nan(x))
       *y = x + x;  // quiet; a signalling NaN raises invalid
     else
-      *y = negative ? T(-1) : T(1);
+      *y = negative(x) ? T(-1) : T(1);
     return kelStatusNoError;
   }
-  const long double a = negative ? -static_cast<long double>(x) : static_cast<long double>(x);
-  if (a < kTiny) {
-    if (a == 0) {
-      *y = x;
-      return kelStatusNoError;
-    }
-    const T r = scaled_once<T>(x, _orxErfTab.two_over_sqrt_pi_hi, _orxErfTab.two_over_sqrt_pi_lo);
-    *y = r;
-    return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
-  }
+  const long double a = magnitude(x);
+  if (a < kTiny) return store_tiny(x, _orxErfTab.two_over_sqrt_pi_hi, _orxErfTab.two_over_sqrt_pi_lo, y);
   long double v;
   if (a < kSeries)
     v = erf_series(a);
@@ -223,26 +229,25 @@ int erf_kernel(T x, T* y) {
     v = 1.0L - erfc_positive(a);
   else
     v = 1.0L - kel::opaque(kNudge);
-  *y = negative ? -v : v;
+  *y = negative(x) ? -v : v;
   return kelStatusNoError;
 }
 
 template <class T>
 int erfc_kernel(T x, T* y) {
-  const bool negative = Format<T>::negative(x);
-  if (Format<T>::field(x) == Format<T>::kInfNan) {
-    if (Format<T>::is_nan(x))
+  if (kel::is_inf_or_nan(x)) {
+    if (is_nan(x))
       *y = x + x;
     else
-      *y = negative ? T(2) : T(0);
+      *y = negative(x) ? T(2) : T(0);
     return kelStatusNoError;
   }
-  const long double a = negative ? -static_cast<long double>(x) : static_cast<long double>(x);
+  const long double a = magnitude(x);
   if (a < kSeries) {  // 1 - erf x; exactly 1 at zero, inexact 1 for tiny x
     *y = 1.0L - (a < kTiny ? x * _orxErfTab.erf_poly[0] : erf_series(x));
     return kelStatusNoError;
   }
-  if (negative) {
+  if (negative(x)) {
     *y = a < kErfOne ? 2.0L - erfc_positive(a) : 2.0L - kel::opaque(kNudge);
     return kelStatusNoError;
   }
@@ -254,31 +259,22 @@ int erfc_kernel(T x, T* y) {
 
 template <class T>
 int erfinv_kernel(T x, T* y) {
-  const bool negative = Format<T>::negative(x);
-  if (Format<T>::is_nan(x)) {
+  if (is_nan(x)) {
     *y = x + x;
     return kelStatusNoError;
   }
-  const long double a = negative ? -static_cast<long double>(x) : static_cast<long double>(x);
+  const long double a = magnitude(x);
   if (a >= 1.0L) {
     if (a == 1.0L) {  // +-Inf with divide-by-zero
-      *y = (negative ? -1.0L : 1.0L) / kel::opaque(0.0L);
+      *y = (negative(x) ? -1.0L : 1.0L) / kel::opaque(0.0L);
       return kelStatusSingularity;
     }
     *y = kel::opaque(0.0L) / kel::opaque(0.0L);  // NaN with invalid, also for +-Inf
     return kelStatusDomain;
   }
-  if (a < kTiny) {  // erfinv x = (sqrt(pi)/2) x, the x^3 term below 2^-65 of it
-    if (a == 0) {
-      *y = x;
-      return kelStatusNoError;
-    }
-    const T r = scaled_once<T>(x, _orxErfTab.sqrt_pi_over_2_hi, _orxErfTab.sqrt_pi_over_2_lo);
-    *y = r;
-    return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
-  }
+  if (a < kTiny) return store_tiny(x, _orxErfTab.sqrt_pi_over_2_hi, _orxErfTab.sqrt_pi_over_2_lo, y);
   const long double v = erfinv_positive(a);
-  *y = negative ? -v : v;
+  *y = negative(x) ? -v : v;
   return kelStatusNoError;
 }
 

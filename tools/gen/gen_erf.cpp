@@ -51,39 +51,6 @@ struct M {
   ~M() { mpfr_clear(v); }
 };
 
-// Solves a * c = b (Gaussian elimination with partial pivoting).
-std::vector<M> solve(std::vector<std::vector<M>> a, std::vector<M> b) {
-  const size_t n = b.size();
-  M t;
-  for (size_t col = 0; col < n; ++col) {
-    size_t piv = col;
-    for (size_t r = col + 1; r < n; ++r)
-      if (mpfr_cmpabs(a[r][col].v, a[piv][col].v) > 0) piv = r;
-    std::swap(a[col], a[piv]);
-    std::swap(b[col], b[piv]);
-    for (size_t r = col + 1; r < n; ++r) {
-      M f;
-      mpfr_div(f.v, a[r][col].v, a[col][col].v, MPFR_RNDN);
-      for (size_t c = col; c < n; ++c) {
-        mpfr_mul(t.v, f.v, a[col][c].v, MPFR_RNDN);
-        mpfr_sub(a[r][c].v, a[r][c].v, t.v, MPFR_RNDN);
-      }
-      mpfr_mul(t.v, f.v, b[col].v, MPFR_RNDN);
-      mpfr_sub(b[r].v, b[r].v, t.v, MPFR_RNDN);
-    }
-  }
-  std::vector<M> c(n);
-  for (size_t i = n; i-- > 0;) {
-    M s = b[i];
-    for (size_t k = i + 1; k < n; ++k) {
-      mpfr_mul(t.v, a[i][k].v, c[k].v, MPFR_RNDN);
-      mpfr_sub(s.v, s.v, t.v, MPFR_RNDN);
-    }
-    mpfr_div(c[i].v, s.v, a[i][i].v, MPFR_RNDN);
-  }
-  return c;
-}
-
 // A point of [lo, hi]: lo + (hi - lo) (1 + cos(pi (2i + 1) / 2n)) / 2.
 M chebyshev_point(const M& lo, const M& hi, int i, int n) {
   M t, w;
@@ -100,24 +67,37 @@ M chebyshev_point(const M& lo, const M& hi, int i, int n) {
 }
 
 // The coefficients, rounded to long double, of the polynomial of degree
-// n - 1 in v that interpolates f(v) at the n Chebyshev nodes of [lo, hi].
+// n - 1 in v that interpolates f(v) at the n Chebyshev nodes of [lo, hi]:
+// Newton's divided differences, then the Newton form multiplied out.
 template <class F>
 std::vector<long double> interpolate(int n, const M& lo, const M& hi, F f) {
-  std::vector<std::vector<M>> a(n, std::vector<M>(n));
-  std::vector<M> b(n);
+  std::vector<M> v, d;
   for (int i = 0; i < n; ++i) {
-    const M v = chebyshev_point(lo, hi, i, n);
-    M p;
-    mpfr_set_ui(p.v, 1, MPFR_RNDN);
-    for (int k = 0; k < n; ++k) {
-      a[i][k] = p;
-      mpfr_mul(p.v, p.v, v.v, MPFR_RNDN);
-    }
-    b[i] = f(v);
+    v.push_back(chebyshev_point(lo, hi, i, n));
+    d.push_back(f(v.back()));
   }
-  std::vector<long double> c;
-  for (const M& m : solve(a, b)) c.push_back(mpfr_get_ld(m.v, MPFR_RNDN));
-  return c;
+  M num, den;
+  for (int j = 1; j < n; ++j)
+    for (int i = n - 1; i >= j; --i) {
+      mpfr_sub(num.v, d[i].v, d[i - 1].v, MPFR_RNDN);
+      mpfr_sub(den.v, v[i].v, v[i - j].v, MPFR_RNDN);
+      mpfr_div(d[i].v, num.v, den.v, MPFR_RNDN);
+    }
+  // c = d[n-1]; c = c (v - v_k) + d[k] for k = n-2 down to 0.
+  std::vector<M> c(1, d[n - 1]);
+  for (int k = n - 2; k >= 0; --k) {
+    std::vector<M> next(c.size() + 1);
+    for (size_t j = 0; j < c.size(); ++j) {
+      mpfr_add(next[j + 1].v, next[j + 1].v, c[j].v, MPFR_RNDN);
+      mpfr_mul(num.v, c[j].v, v[k].v, MPFR_RNDN);
+      mpfr_sub(next[j].v, next[j].v, num.v, MPFR_RNDN);
+    }
+    mpfr_add(next[0].v, next[0].v, d[k].v, MPFR_RNDN);
+    c = next;
+  }
+  std::vector<long double> out;
+  for (const M& m : c) out.push_back(mpfr_get_ld(m.v, MPFR_RNDN));
+  return out;
 }
 
 // log2 of the largest relative error of the polynomial c (long-double
@@ -233,6 +213,17 @@ M erfinv_of_w(const M& w) {  // erfinv(1 - e^(-w^2))
   return solve_erf(M(), q, true, start);
 }
 
+// Prints c = hi + lo with hi rounded to 11 bits, so that x * hi is exact in
+// 64 bits for any double x.
+void print_split(const M& c, const char* name) {
+  M hi, lo;
+  mpfr_set(hi.v, c.v, MPFR_RNDN);
+  mpfr_prec_round(hi.v, 11, MPFR_RNDN);
+  mpfr_sub(lo.v, c.v, hi.v, MPFR_RNDN);
+  std::printf("    %s,  // %s, 11-bit head\n", hexl(mpfr_get_ld(hi.v, MPFR_RNDN)).c_str(), name);
+  std::printf("    %s,  // %s - head\n", hexl(mpfr_get_ld(lo.v, MPFR_RNDN)).c_str(), name);
+}
+
 constexpr int kErfDegree = 10;
 constexpr int kErfcDegree = 15;
 constexpr int kErfcPieces = 24;
@@ -257,18 +248,12 @@ int main() {
       "\n"
       "const Constants _orxErfTab = {\n");
 
-  // 2/sqrt(pi) = hi + lo, hi with 11 bits so that x * hi is exact in 64 bits
-  // for any double x.
   {
-    M c, hi, lo;
+    M c;
     mpfr_const_pi(c.v, MPFR_RNDN);
     mpfr_rec_sqrt(c.v, c.v, MPFR_RNDN);
     mpfr_mul_2ui(c.v, c.v, 1, MPFR_RNDN);
-    mpfr_set(hi.v, c.v, MPFR_RNDN);
-    mpfr_prec_round(hi.v, 11, MPFR_RNDN);
-    mpfr_sub(lo.v, c.v, hi.v, MPFR_RNDN);
-    std::printf("    %s,  // 2/sqrt(pi), 11-bit head\n", hexl(mpfr_get_ld(hi.v, MPFR_RNDN)).c_str());
-    std::printf("    %s,  // 2/sqrt(pi) - head\n", hexl(mpfr_get_ld(lo.v, MPFR_RNDN)).c_str());
+    print_split(c, "2/sqrt(pi)");
   }
 
   std::printf("    // erf(x)/x in v = x^2, 0 <= v <= 1/4\n    {\n");
@@ -297,17 +282,12 @@ int main() {
   }
   std::printf("    },\n");
 
-  // sqrt(pi)/2 likewise.
   {
-    M c, hi, lo;
+    M c;
     mpfr_const_pi(c.v, MPFR_RNDN);
     mpfr_sqrt(c.v, c.v, MPFR_RNDN);
     mpfr_div_2ui(c.v, c.v, 1, MPFR_RNDN);
-    mpfr_set(hi.v, c.v, MPFR_RNDN);
-    mpfr_prec_round(hi.v, 11, MPFR_RNDN);
-    mpfr_sub(lo.v, c.v, hi.v, MPFR_RNDN);
-    std::printf("    %s,  // sqrt(pi)/2, 11-bit head\n", hexl(mpfr_get_ld(hi.v, MPFR_RNDN)).c_str());
-    std::printf("    %s,  // sqrt(pi)/2 - head\n", hexl(mpfr_get_ld(lo.v, MPFR_RNDN)).c_str());
+    print_split(c, "sqrt(pi)/2");
   }
 
   // Starting values of the inverse, refined by Newton steps at run time.
