@@ -25,8 +25,8 @@
 
 namespace {
 
-constexpr mpfr_prec_t kPrec = 640;
-constexpr int kChecks = 200;
+constexpr mpfr_prec_t kPrec = 192;
+constexpr int kChecks = 100;
 
 using gen::fail;
 
