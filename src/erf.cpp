@@ -1,0 +1,288 @@
+// Error function, complementary error function and inverse error function.
+//
+// Every member evaluates in x87 extended precision: each element runs at
+// 64-bit precision control (kel::frame::Extended), computes a long double whose
+// relative error is a few units of the 64-bit significand, and round it once
+// when the element is stored.  The float members run the same algorithm and
+// store to float; the A50 member shares the A53 one.  The rounding from 64 to
+// 53 bits can only go wrong when the long double lands within a few 64-bit
+// ulps of a midpoint, which adds about 2^-10 ulp to the half-ulp of the
+// final rounding.  With a = |x|:
+//
+//   erf x   = x P(x^2)                               a < 1/2
+//           = sign(x) (1 - erfc a)                   1/2 <= a < 6
+//           = sign(x) (1 - 2^-70), rounding to +-1   a >= 6 (erfc 6 < 2^-54)
+//   erfc x  = 1 - x P(x^2)                           a < 1/2
+//           = e^(-a^2) Q_i(a - m_i)                  1/2 <= x < 28
+//           = 2 - e^(-a^2) Q_i(a - m_i)              -6 < x <= -1/2
+// P is erf(x)/x in x^2; Q_i is the scaled erfc(a) e^(a^2) on the piece i of
+// [1/2, 32) (four pieces per binade, picked by the exponent and the top two
+// significand bits of a; m_i its midpoint, so a - m_i is exact); both are
+// within 2^-64 of their functions (tools/gen/gen_erf.cpp checks it).  The
+// square a^2 = h + l is formed exactly (Dekker's product of the 53-bit a),
+// e^(-a^2) = e^(-h) (1 - l) with |l| <= 2^-64 h, and e^(-h) comes from the
+// long-double exponential kernel (0.505 ulp of 64 bits).  For 1/2 <= a the
+// subtraction 1 - erfc a loses nothing: erfc a < 0.48 < erf a.
+//
+// erfinv x for 2^-32 <= a < 1: a first guess within 2^-30 from a polynomial
+// (in x^2 below 3/4, in w = sqrt(-ln(1 - a)) above, with the long-double
+// logarithm and square root kernels), then two Newton steps on erf, the
+// residual taken as erfc y - (1 - a) once y >= 1/2 (see newton()).
+//
+// Tiny arguments, a < 2^-32: erf x = (2/sqrt(pi)) x and erfinv x =
+// (sqrt(pi)/2) x (the x^3 terms are below 2^-64 of them), correctly rounded
+// also into the subnormal range.  With the constant = H + L, H of 11 bits,
+// x H is exact; x L is a Dekker product, and round_once() settles the one
+// case where rounding the long double sum again would be wrong: a long double
+// exactly halfway between two values of the format (about one tiny argument
+// in 8000 without it).
+//
+// Reports: underflow (status 17) whenever the stored result is zero or
+// subnormal while the exact one is not zero: erf and erfinv of a tiny
+// nonzero x whose result is subnormal, erfc of large x.  Such results are
+// always inexact (the functions take no nonzero representable value at a
+// representable nonzero argument), and the store raises the underflow and
+// inexact flags.  erfinv(+-1) = +-Inf with divide-by-zero and the pole report
+// (18); erfinv of |x| > 1 (Inf included) is NaN with invalid and the domain
+// report (19); erfinv(+-0) = +-0.  erfc x for x >= 28 is below 2^-1100 and
+// is stored as +0 directly.  erf(+-0) = +-0, erf(+-Inf) = +-1,
+// erfc(+Inf) = +0, erfc(-Inf) = 2, all exact; NaNs pass through quietly (a
+// signalling NaN raises invalid) with no report.
+#include "erf_data.h"
+#include "frame.h"
+#include "ld_trig.h"
+
+KEL_NAME_OBJECT
+
+namespace {
+
+using kel::erf_data::_orxErfTab;
+using kel::ld::DD;
+
+// Classes read from the bit pattern, the float's in the top half of a 64-bit
+// word: no comparison, so no flag even for a signalling NaN.
+inline uint64_t pattern(double x) { return kel::bits(x); }
+inline uint64_t pattern(float x) { return uint64_t{kel::bits(x)} << 32; }
+template <class T>
+inline constexpr uint64_t kExponentMask = sizeof(T) == 8 ? 0x7FF0000000000000ull : 0x7F80000000000000ull;
+
+template <class T>
+inline bool negative(T x) {
+  return pattern(x) >> 63;
+}
+template <class T>
+inline bool is_nan(T x) {
+  return (pattern(x) << 1 >> 1) > kExponentMask<T>;
+}
+template <class T>
+inline bool zero_or_subnormal(T x) {
+  return (pattern(x) & kExponentMask<T>) == 0;
+}
+template <class T>
+inline long double magnitude(T x) {
+  return negative(x) ? -static_cast<long double>(x) : static_cast<long double>(x);
+}
+
+constexpr long double kTiny = 0x1p-32L;     // below: erf x = (2/sqrt(pi)) x
+constexpr long double kSeries = 0.5L;       // below: the series P
+constexpr long double kErfOne = 6.0L;       // from here erf rounds to +-1, erfc(-a) to 2
+constexpr long double kErfcZero = 28.0L;    // from here erfc rounds to +0
+constexpr long double kNudge = 0x1p-70L;    // 1 - kNudge and 2 - kNudge round up, inexact
+constexpr long double kTinyValue = 0x1p-10000L;
+constexpr long double kInvCentral = 0.75L;  // below: erfinv from the series in x^2
+
+// ---- Core, in long double ----
+
+// x P(x^2) for |x| < 1/2.
+inline long double erf_series(long double x) {
+  const long double* p = _orxErfTab.erf_poly;
+  const long double z = x * x;
+  long double s = p[kel::erf_data::kErfDegree];
+  for (int k = kel::erf_data::kErfDegree - 1; k >= 0; --k) s = s * z + p[k];
+  return x * s;
+}
+
+// erfc a and e^(-a^2) for 1/2 <= a < 28 (a with at most 64 bits).
+struct Erfc {
+  long double value, gauss;
+};
+
+inline Erfc erfc_parts(long double a) {
+  const kel::ld::Fields f = kel::ld::fields(a);
+  const int i = (static_cast<int>(f.se) - 16382) * 4 + static_cast<int>((f.mant >> 61) & 3);
+  const kel::erf_data::ErfcPiece& piece = _orxErfTab.erfc[i];
+  const long double v = a - piece.mid;  // exact: both on the 64-bit grid of a's binade
+  long double q = piece.c[kel::erf_data::kErfcDegree];
+  for (int k = kel::erf_data::kErfcDegree - 1; k >= 0; --k) q = q * v + piece.c[k];
+  const DD sq = kel::ld::two_prod(a, a);
+  const long double gauss = orxexpl_scalar(-sq.hi) * (1.0L - sq.lo);
+  return {gauss * q, gauss};
+}
+
+inline long double erfc_positive(long double a) { return erfc_parts(a).value; }
+
+// s + err rounded once to T, for |err| below half a 64-bit ulp of s.  The
+// store rounds s; it can only differ from rounding s + err when s lies
+// exactly halfway between h and its neighbour 2s - h in T, and then the sign
+// of err decides.
+template <class T>
+inline T round_once(long double s, long double err) {
+  const T h = kel::round_to<T>(s);
+  const long double d = s - h;  // exact
+  if (d == 0 || err == 0) return h;
+  const long double other = s + d;
+  if (kel::round_to<T>(other) != other) return h;  // not a midpoint
+  return (d > 0) == (err > 0) ? static_cast<T>(other) : h;
+}
+
+// (hi + lo) x rounded once to T, for a constant with an 11-bit head hi (so
+// x hi is exact) and |lo| < 2^-11 hi.
+template <class T>
+inline T scaled_once(long double x, long double hi, long double lo) {
+  const long double p = x * hi;
+  const DD q = kel::ld::two_prod(x, lo);
+  const DD s = kel::ld::fast_two_sum(p, q.hi);
+  return round_once<T>(s.hi, s.lo + q.lo);
+}
+
+// ---- Inverse ----
+
+// One Newton step on erf y = a from y: y + (a - erf y) / erf'(y).  From
+// y >= 1/2 on the residual is formed as erfc y - q with q = 1 - a (exact),
+// which keeps its relative accuracy as a approaches 1, where a - erf y would
+// cancel.  The iteration converges quadratically: a relative error e of y
+// becomes about y^2 e^2.
+inline long double newton(long double y, long double a, long double q) {
+  const long double two_over_sqrt_pi = _orxErfTab.two_over_sqrt_pi_hi + _orxErfTab.two_over_sqrt_pi_lo;
+  if (y < kSeries) {
+    const long double slope = two_over_sqrt_pi * orxexpl_scalar(-(y * y));
+    return y + (a - erf_series(y)) / slope;
+  }
+  const Erfc e = erfc_parts(y);
+  return y + (e.value - q) / (two_over_sqrt_pi * e.gauss);
+}
+
+// erfinv a for 2^-32 <= a < 1: a first guess within 2^-30 (relative), from
+// erfinv(a)/a in a^2 below 3/4 and from a polynomial in
+// w = sqrt(-ln(1 - a)) in [1.177, 6.06] above, then two Newton steps, after
+// which the error of the guess is below 2^-64 even at y = 5.9 (the largest
+// result for a double a < 1).
+inline long double erfinv_positive(long double a) {
+  const long double q = 1.0L - a;  // exact
+  long double y;
+  if (a < kInvCentral) {
+    const long double* p = _orxErfTab.inv_poly;
+    const long double z = a * a;
+    long double s = p[kel::erf_data::kInvDegree];
+    for (int k = kel::erf_data::kInvDegree - 1; k >= 0; --k) s = s * z + p[k];
+    y = a * s;
+  } else {
+    const long double w = orxsqrtl_scalar(-orxlogl_scalar(q));
+    int i = 0;
+    while (i + 1 < kel::erf_data::kInvTailPieces && w >= _orxErfTab.inv_tail[i + 1].lo) ++i;
+    const kel::erf_data::InvTailPiece& piece = _orxErfTab.inv_tail[i];
+    const long double v = w - piece.lo;
+    y = piece.c[kel::erf_data::kInvTailDegree];
+    for (int k = kel::erf_data::kInvTailDegree - 1; k >= 0; --k) y = y * v + piece.c[k];
+  }
+  return newton(newton(y, a, q), a, q);
+}
+
+// ---- Element kernels ----
+
+// (hi + lo) x for |x| < 2^-32, the tiny path of erf and erfinv; a zero
+// keeps its sign and is exact.
+template <class T>
+inline int store_tiny(T x, long double hi, long double lo, T* y) {
+  if (kel::is_zero(x)) {
+    *y = x;
+    return kelStatusNoError;
+  }
+  const T r = scaled_once<T>(x, hi, lo);
+  *y = r;
+  return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
+}
+
+// Stores +0 with underflow and inexact (the square of 2^-10000 is zero in
+// every format at the store).
+template <class T>
+inline int underflow_to_zero(T* y) {
+  *y = kel::opaque(kTinyValue) * kel::opaque(kTinyValue);
+  return kelStatusUnderflow;
+}
+
+template <class T>
+int erf_kernel(T x, T* y) {
+  if (kel::is_inf_or_nan(x)) {
+    if (is_nan(x))
+      *y = x + x;  // quiet; a signalling NaN raises invalid
+    else
+      *y = negative(x) ? T(-1) : T(1);
+    return kelStatusNoError;
+  }
+  const long double a = magnitude(x);
+  if (a < kTiny) return store_tiny(x, _orxErfTab.two_over_sqrt_pi_hi, _orxErfTab.two_over_sqrt_pi_lo, y);
+  long double v;
+  if (a < kSeries)
+    v = erf_series(a);
+  else if (a < kErfOne)
+    v = 1.0L - erfc_positive(a);
+  else
+    v = 1.0L - kel::opaque(kNudge);
+  *y = negative(x) ? -v : v;
+  return kelStatusNoError;
+}
+
+template <class T>
+int erfc_kernel(T x, T* y) {
+  if (kel::is_inf_or_nan(x)) {
+    if (is_nan(x))
+      *y = x + x;
+    else
+      *y = negative(x) ? T(2) : T(0);
+    return kelStatusNoError;
+  }
+  const long double a = magnitude(x);
+  if (a < kSeries) {  // 1 - erf x; exactly 1 at zero, inexact 1 for tiny x
+    *y = 1.0L - (a < kTiny ? x * _orxErfTab.erf_poly[0] : erf_series(x));
+    return kelStatusNoError;
+  }
+  if (negative(x)) {
+    *y = a < kErfOne ? 2.0L - erfc_positive(a) : 2.0L - kel::opaque(kNudge);
+    return kelStatusNoError;
+  }
+  if (a >= kErfcZero) return underflow_to_zero(y);
+  const T r = kel::round_to<T>(erfc_positive(a));
+  *y = r;
+  return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
+}
+
+template <class T>
+int erfinv_kernel(T x, T* y) {
+  if (is_nan(x)) {
+    *y = x + x;
+    return kelStatusNoError;
+  }
+  const long double a = magnitude(x);
+  if (a >= 1.0L) {
+    if (a == 1.0L) {  // +-Inf with divide-by-zero
+      *y = (negative(x) ? -1.0L : 1.0L) / kel::opaque(0.0L);
+      return kelStatusSingularity;
+    }
+    *y = kel::opaque(0.0L) / kel::opaque(0.0L);  // NaN with invalid, also for +-Inf
+    return kelStatusDomain;
+  }
+  if (a < kTiny) return store_tiny(x, _orxErfTab.sqrt_pi_over_2_hi, _orxErfTab.sqrt_pi_over_2_lo, y);
+  const long double v = erfinv_positive(a);
+  *y = negative(x) ? -v : v;
+  return kelStatusNoError;
+}
+
+}  // namespace
+
+KEL_REAL_UNARY(Erf, (kel::frame::Extended<erf_kernel<float>>{}), (kel::frame::Extended<erf_kernel<double>>{}),
+               (kel::frame::Extended<erf_kernel<double>>{}))
+KEL_REAL_UNARY(Erfc, (kel::frame::Extended<erfc_kernel<float>>{}), (kel::frame::Extended<erfc_kernel<double>>{}),
+               (kel::frame::Extended<erfc_kernel<double>>{}))
+KEL_REAL_UNARY(ErfInv, (kel::frame::Extended<erfinv_kernel<float>>{}),
+               (kel::frame::Extended<erfinv_kernel<double>>{}), (kel::frame::Extended<erfinv_kernel<double>>{}))
