@@ -79,6 +79,6 @@ Kel64fc exp_kernel(Kel64fc z) {
 
 }  // namespace
 
-KEL_API Kel64fc orxcexp_scalar(Kel64fc z) { return exp_kernel(z); }
+KEL_API Kel64fc orxcexp_scalar(Kel64fc z) { return kel::cplx::entry<exp_kernel>(z); }
 
 KEL_COMPLEX_UNARY(Exp, orxcexp_scalar)

@@ -110,8 +110,8 @@ Kel64fc log10_kernel(Kel64fc z) {
 
 }  // namespace
 
-KEL_API Kel64fc orxclog_scalar(Kel64fc z) { return log_kernel(z); }
-KEL_API Kel64fc orxclog10_scalar(Kel64fc z) { return log10_kernel(z); }
+KEL_API Kel64fc orxclog_scalar(Kel64fc z) { return kel::cplx::entry<log_kernel>(z); }
+KEL_API Kel64fc orxclog10_scalar(Kel64fc z) { return kel::cplx::entry<log10_kernel>(z); }
 
 KEL_COMPLEX_UNARY(Ln, orxclog_scalar)
 KEL_COMPLEX_UNARY(Log10, orxclog10_scalar)

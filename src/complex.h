@@ -10,6 +10,7 @@
 // kernel cannot know that its normal double result is a subnormal float).
 #pragma once
 
+#include "complex_bits.h"
 #include "frame.h"
 
 namespace kel::cplx {
@@ -32,21 +33,34 @@ inline Kel32fc narrow(Kel64fc r) {
 
 inline Kel64fc widen(Kel32fc z) { return {z.re, z.im}; }
 
+// The exported kernels: signalling-NaN parts are quieted (invalid raised)
+// before the kernel proper sees them; see quiet_signalling.
 template <Kernel K>
-void element64(Kel64fc z, Kel64fc* y) {
-  *y = K(z);
-}
-template <Kernel K>
-void element32(Kel32fc z, Kel32fc* y) {
-  *y = narrow(K(widen(z)));
+Kel64fc entry(Kel64fc z) {
+  return K(quiet_signalling(z));
 }
 template <Kernel2 K>
-void element64(Kel64fc a, Kel64fc b, Kel64fc* y) {
-  *y = K(a, b);
+Kel64fc entry(Kel64fc a, Kel64fc b) {
+  return K(quiet_signalling(a), quiet_signalling(b));
+}
+
+// Element adapters of the frame.  Sources are read by reference so that no
+// copy of a signalling NaN goes through an x87 load before it is quieted.
+template <Kernel K>
+void element64(const Kel64fc& z, Kel64fc* y) {
+  *y = K(quiet_signalling(z));
+}
+template <Kernel K>
+void element32(const Kel32fc& z, Kel32fc* y) {
+  *y = narrow(K(widen(quiet_signalling(z))));
 }
 template <Kernel2 K>
-void element32(Kel32fc a, Kel32fc b, Kel32fc* y) {
-  *y = narrow(K(widen(a), widen(b)));
+void element64(const Kel64fc& a, const Kel64fc& b, Kel64fc* y) {
+  *y = K(quiet_signalling(a), quiet_signalling(b));
+}
+template <Kernel2 K>
+void element32(const Kel32fc& a, const Kel32fc& b, Kel32fc* y) {
+  *y = narrow(K(widen(quiet_signalling(a)), widen(quiet_signalling(b))));
 }
 
 }  // namespace kel::cplx

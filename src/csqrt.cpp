@@ -40,7 +40,9 @@ KEL_API Kel64fc _orx_internal_csqrt(Kel64fc z) {
   return r;
 }
 
-KEL_API Kel64fc orxcsqrt_scalar(Kel64fc z) {
+namespace {
+
+Kel64fc sqrt_kernel(Kel64fc z) {
   const double x = z.re, y = z.im;
   const double inf = __builtin_inf();
   Kel64fc r;
@@ -73,5 +75,9 @@ KEL_API Kel64fc orxcsqrt_scalar(Kel64fc z) {
   }
   return r;
 }
+
+}  // namespace
+
+KEL_API Kel64fc orxcsqrt_scalar(Kel64fc z) { return kel::cplx::entry<sqrt_kernel>(z); }
 
 KEL_COMPLEX_UNARY(Sqrt, orxcsqrt_scalar)
