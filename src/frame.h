@@ -97,13 +97,23 @@ inline KelStatus binary(const T* src1, const T* src2, T* dst, int len, const cha
 
 // dst[i] = f(src[i], val): the scalar is a value, not checked; its address
 // stands in the second argument slot of a report.
+//
+// The value is taken by reference to the exported function's argument slot
+// and copied from there as bytes, never through an x87 load: a load quiets a
+// signalling NaN, and an emulator may round it to the caller's precision,
+// which the guard has not replaced yet.  Each element then reads the copy
+// from memory, inside the guarded loop, as it reads a source element, so that
+// a Powx member sees what the Pow member sees with that exponent in an array.
 template <uint16_t Guard, auto Kernel, class T>
-inline KelStatus scalar_exponent(const T* src, T val, T* dst, int len, const char* name) {
+inline KelStatus scalar_exponent(const T* src, const T& val, T* dst, int len, const char* name) {
   if (len < 1) return kelStatusSizeError;
   if (any_null(src, dst)) return kelStatusNullPointer;
+  T exponent[1];
+  __builtin_memcpy(static_cast<void*>(exponent), static_cast<const void*>(&val), sizeof(T));
+  asm volatile("" : : "r"(exponent) : "memory");  // the copy is memory the loop must read
   return loop<Guard>(
-      len, [&](int i) { return Kernel(src[i], val, &dst[i]); },
-      [&](int i, auto code) { report(code, i, src, &val, dst, dst, name); });
+      len, [&](int i) { return Kernel(src[i], exponent[0], &dst[i]); },
+      [&](int i, auto code) { report(code, i, src, exponent, dst, dst, name); });
 }
 
 // (dst1[i], dst2[i]) = f(src[i])
@@ -114,6 +124,98 @@ inline KelStatus two_results(const T* src, T* dst1, T* dst2, int len, const char
   return loop<Guard>(
       len, [&](int i) { return Kernel(src[i], &dst1[i], &dst2[i]); },
       [&](int i, auto code) { report(code, i, src, src, dst1, dst2, name); });
+}
+
+// ---- Two elements per iteration ---------------------------------------------
+//
+// For families whose common elements take one main path that reports nothing.
+// The element class K supplies
+//   K::main_path(p)     one integer range test on the bits of the element at
+//                       p, read from the source array (no x87 load);
+//   K::main(x, out...)  that main path for an element that passed the test;
+//   K::element(x, out...) the whole element, screen included, returning its
+//                       code: every other element goes there, out of line.
+// When both elements of a pair pass, both are loaded and their main paths run
+// back to back: two independent dependency chains that the x87 overlaps.  The
+// arithmetic of each element is that of K::element, so results do not depend
+// on the pairing.  Both elements of a pair are read before either result is
+// written: src may be dst, as in the one-at-a-time loop.
+// The screening words of a source element, read from the array as integers:
+// the main path never takes an element's bits from an x87 register.
+inline uint32_t high_word_at(const double* p) {
+  uint32_t w;
+  __builtin_memcpy(&w, reinterpret_cast<const char*>(p) + 4, sizeof w);
+  return w;
+}
+inline uint32_t word_at(const float* p) {
+  uint32_t w;
+  __builtin_memcpy(&w, p, sizeof w);
+  return w;
+}
+
+template <class K, class T, class... Out>
+[[gnu::noinline, gnu::cold]] int rare_element(const T* x, Out*... out) {
+  return K::element(*x, out...);
+}
+
+template <uint16_t Guard, class Screen, class Pair, class Single, class Rare, class ReportAt>
+inline KelStatus loop_pairs(int len, Screen screen, Pair pair, Single single, Rare rare, ReportAt report_at) {
+  GuardFor<Guard> guard;
+  (void)guard;
+  KelStatus status = kelStatusNoError;
+  auto one = [&](int i) {
+    if (const int code = rare(i); code != 0) {
+      report_at(i, code);
+      status = code;
+    }
+  };
+  int i = 0;
+  for (; i + 1 < len; i += 2) {
+    if (screen(i) & screen(i + 1)) [[likely]] {
+      pair(i);
+    } else {
+      one(i);
+      one(i + 1);
+    }
+  }
+  if (i < len) {
+    if (screen(i))
+      single(i);
+    else
+      one(i);
+  }
+  return status;
+}
+
+template <uint16_t Guard, class K, class T>
+inline KelStatus unary_pairs(const T* src, T* dst, int len, const char* name) {
+  if (len < 1) return kelStatusSizeError;
+  if (any_null(src, dst)) return kelStatusNullPointer;
+  return loop_pairs<Guard>(
+      len, [&](int i) { return K::main_path(&src[i]); },
+      [&](int i) {
+        const T x0 = src[i], x1 = src[i + 1];
+        K::main(x0, &dst[i]);
+        K::main(x1, &dst[i + 1]);
+      },
+      [&](int i) { K::main(src[i], &dst[i]); }, [&](int i) { return rare_element<K>(&src[i], &dst[i]); },
+      [&](int i, int code) { report(code, i, src, src, dst, dst, name); });
+}
+
+template <uint16_t Guard, class K, class T>
+inline KelStatus two_results_pairs(const T* src, T* dst1, T* dst2, int len, const char* name) {
+  if (len < 1) return kelStatusSizeError;
+  if (any_null(src, dst1, dst2)) return kelStatusNullPointer;
+  return loop_pairs<Guard>(
+      len, [&](int i) { return K::main_path(&src[i]); },
+      [&](int i) {
+        const T x0 = src[i], x1 = src[i + 1];
+        K::main(x0, &dst1[i], &dst2[i]);
+        K::main(x1, &dst1[i + 1], &dst2[i + 1]);
+      },
+      [&](int i) { K::main(src[i], &dst1[i], &dst2[i]); },
+      [&](int i) { return rare_element<K>(&src[i], &dst1[i], &dst2[i]); },
+      [&](int i, int code) { report(code, i, src, src, dst1, dst2, name); });
 }
 
 // Rint and NearbyInt: no checks, no guard, the element count as result.
@@ -210,4 +312,40 @@ struct Extended {
   }                                                                                                     \
   KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d1, double* d2, int n) {              \
     return kel::frame::two_results<kel::frame::kRealGuard, Kernel53>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+  }
+
+// The same members on the two-at-a-time loop; each argument is an element
+// class for kel::frame::unary_pairs or two_results_pairs.
+#define KEL_REAL_UNARY_PAIRS(Name, K32, K50, K53)                                                 \
+  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d, int n) {                       \
+    return kel::frame::unary_pairs<kel::frame::kRealGuard, K32>(s, d, n, _ORX_THISFUNC_NAME);     \
+  }                                                                                               \
+  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d, int n) {                       \
+    return kel::frame::unary_pairs<kel::frame::kRealGuard, K32>(s, d, n, _ORX_THISFUNC_NAME);     \
+  }                                                                                               \
+  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d, int n) {                       \
+    return kel::frame::unary_pairs<kel::frame::kRealGuard, K32>(s, d, n, _ORX_THISFUNC_NAME);     \
+  }                                                                                               \
+  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d, int n) {                     \
+    return kel::frame::unary_pairs<kel::frame::kRealGuard, K50>(s, d, n, _ORX_THISFUNC_NAME);     \
+  }                                                                                               \
+  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d, int n) {                     \
+    return kel::frame::unary_pairs<kel::frame::kRealGuard, K53>(s, d, n, _ORX_THISFUNC_NAME);     \
+  }
+
+#define KEL_REAL_TWO_RESULTS_PAIRS(Name, K32, K50, K53)                                                  \
+  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d1, float* d2, int n) {                  \
+    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                      \
+  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d1, float* d2, int n) {                  \
+    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                      \
+  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d1, float* d2, int n) {                  \
+    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                      \
+  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d1, double* d2, int n) {               \
+    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K50>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+  }                                                                                                      \
+  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d1, double* d2, int n) {               \
+    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K53>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
   }
