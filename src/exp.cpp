@@ -90,12 +90,12 @@ inline double scale_cell(uint32_t field) { return kel::double_from_bits(static_c
 
 // r = x - k*ln2/64 with k = round(x*64/ln2); j = k & 63, m = k >> 6.
 template <class L, const auto& Tab>
-inline double reduce(double x, int32_t* j, int32_t* m) {
+inline double reduce(double x, uint32_t* j, int32_t* m) {
   const double t = x * Tab[L::kInvLn2_64];
   const double n = t + Tab[L::kShifter];
   const int32_t k = static_cast<int32_t>(kel::low_word(n));
   const double kd = n - Tab[L::kShifter];  // k as a double, exactly
-  *j = k & 63;
+  *j = static_cast<uint32_t>(k) & 63;
   *m = k >> 6;
   const double a = kd * Tab[L::kL1];  // exact
   const double b = kd * Tab[L::kL2];
@@ -152,20 +152,45 @@ template <const auto& Tab, class T>
   *out = vh * unscale + kel::round_to<double>(l * unscale);
 }
 
+// Main-path arithmetic of the high-accuracy algorithm up to the scaling:
+// e^x = 2^m * (th + u).
+template <const auto& Tab>
+[[gnu::always_inline]] inline double ha_core(double x, double* th, double* u, int32_t* m) {
+  using L = HALayout;
+  uint32_t j;
+  const double r = reduce<L, Tab>(x, &j, m);
+  const double* c = &Tab[L::kPoly];  // c2..c6
+  const double p = ((((c[4] * r + c[3]) * r + c[2]) * r + c[1]) * r + c[0]) * r;
+  const double q = r + p * r;  // e^r - 1
+  const double* row = &Tab[2 * j];
+  *th = row[0];
+  *u = (q + row[1]) * *th;
+  return *th + *u;
+}
+
+// Main-path arithmetic of the low-accuracy algorithm: e^x = 2^m * y.
+template <const auto& Tab>
+[[gnu::always_inline]] inline double la_core(double x, int32_t* m) {
+  using L = LALayout;
+  uint32_t j;
+  const double r = reduce<L, Tab>(x, &j, m);
+  const double* c = &Tab[L::kPoly];  // c2..c5
+  const double p = (((c[3] * r + c[2]) * r + c[1]) * r + c[0]) * r;
+  const double q = r + p * r;
+  const double s = Tab[L::kOne] + q;
+  return Tab[j] * s;
+}
+
 template <const auto& Tab, class T>
 int exp_ha(T x_in, T* y) {
   using L = HALayout;
   if (const int code = screen<L, Tab>(x_in, y); code != kMainPath) return code;
   const double x = x_in;
-  int32_t j, m;
-  const double r = reduce<L, Tab>(x, &j, &m);
-  const double* c = &Tab[L::kPoly];  // c2..c6
-  const double p = ((((c[4] * r + c[3]) * r + c[2]) * r + c[1]) * r + c[0]) * r;
-  const double q = r + p * r;  // e^r - 1
-  const double th = Tab[2 * j], tl = Tab[2 * j + 1];
-  const double u = (q + tl) * th;
+  int32_t m;
+  double th, u;
+  const double yv = ha_core<Tab>(x, &th, &u, &m);
   if (x >= Tab[L::kNormalLimit])
-    store_scaled<L, Tab>(th + u, m, y);
+    store_scaled<L, Tab>(yv, m, y);
   else
     ha_gradual_underflow<Tab>(th, u, m, y);
   return kelStatusNoError;
@@ -175,13 +200,8 @@ template <const auto& Tab>
 int exp_la(double x, double* y) {
   using L = LALayout;
   if (const int code = screen<L, Tab>(x, y); code != kMainPath) return code;
-  int32_t j, m;
-  const double r = reduce<L, Tab>(x, &j, &m);
-  const double* c = &Tab[L::kPoly];  // c2..c5
-  const double p = (((c[3] * r + c[2]) * r + c[1]) * r + c[0]) * r;
-  const double q = r + p * r;
-  const double s = Tab[L::kOne] + q;
-  const double yv = Tab[j] * s;
+  int32_t m;
+  const double yv = la_core<Tab>(x, &m);
   if (x >= Tab[L::kNormalLimit]) {
     store_scaled<L, Tab>(yv, m, y);
   } else {
@@ -192,15 +212,65 @@ int exp_la(double x, double* y) {
   return kelStatusNoError;
 }
 
+// The vector loop's main path: abs(x) in [2^-52, 708) for double elements,
+// [2^-52, 87) for float ones, one unsigned comparison of the magnitude bits.
+// Inside it the screen passes, x is above the normal-result limit and
+// m + 1023 is at most 2044, so the result is one multiplication by the scale
+// cell, exactly the normal-range branch of the full element.  Everything
+// else (specials, thresholds, gradual underflow, k = 65536) takes the full
+// element.
+template <class T>
+inline bool in_main_range(const T* p);
+template <>
+inline bool in_main_range(const double* p) {
+  const uint32_t a = kel::frame::high_word_at(p) & 0x7FFFFFFF;
+  return a - 0x3CB00000u < 0x40862000u - 0x3CB00000u;  // 0x1p-52 <= |x| < 708.0
+}
+template <>
+inline bool in_main_range(const float* p) {
+  const uint32_t a = kel::frame::word_at(p) & 0x7FFFFFFF;
+  return a - 0x25800000u < 0x42AE0000u - 0x25800000u;  // 0x1p-52f <= |x| < 87.0f
+}
+
+// 2^m for the main path, where m + 1023 is a valid exponent field.
+inline double main_scale(int32_t m) { return kel::double_from_bits(static_cast<uint64_t>(m + 1023) << 52); }
+
+template <const auto& Tab, class T>
+struct ExpHA {
+  static bool main_path(const T* p) { return in_main_range(p); }
+  [[gnu::always_inline]] static void main(T x, T* y) {
+    int32_t m;
+    double th, u;
+    const double yv = ha_core<Tab>(x, &th, &u, &m);
+    *y = yv * main_scale(m);
+  }
+  static int element(T x, T* y) { return exp_ha<Tab>(x, y); }
+};
+
+template <const auto& Tab>
+struct ExpLA {
+  static bool main_path(const double* p) { return in_main_range(p); }
+  [[gnu::always_inline]] static void main(double x, double* y) {
+    int32_t m;
+    const double yv = la_core<Tab>(x, &m);
+    *y = yv * main_scale(m);
+  }
+  static int element(double x, double* y) { return exp_la<Tab>(x, y); }
+};
+
 }  // namespace
 
-#define KEL_EXP_MEMBER(Name, T, Kernel)                                                   \
-  KEL_API KelStatus Name(const T* src, T* dst, int len) {                               \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel>(src, dst, len, _ORX_THISFUNC_NAME); \
+#define KEL_EXP_MEMBER(Name, T, K)                                                                  \
+  KEL_API KelStatus Name(const T* src, T* dst, int len) {                                           \
+    return kel::frame::unary_pairs<kel::frame::kRealGuard, K>(src, dst, len, _ORX_THISFUNC_NAME); \
   }
 
-KEL_EXP_MEMBER(kelsExp_32f_A11, float, (exp_ha<for_float::_orxdExpHATab, float>))
-KEL_EXP_MEMBER(kelsExp_32f_A21, float, (exp_ha<for_float::_orxdExpHATab, float>))
-KEL_EXP_MEMBER(kelsExp_32f_A24, float, (exp_ha<for_float::_orxdExpHATab, float>))
-KEL_EXP_MEMBER(kelsExp_64f_A50, double, exp_la<_orxdExpLATab>)
-KEL_EXP_MEMBER(kelsExp_64f_A53, double, (exp_ha<for_double::_orxdExpHATab, double>))
+using Exp32 = ExpHA<for_float::_orxdExpHATab, float>;
+using Exp64HA = ExpHA<for_double::_orxdExpHATab, double>;
+using Exp64LA = ExpLA<_orxdExpLATab>;
+
+KEL_EXP_MEMBER(kelsExp_32f_A11, float, Exp32)
+KEL_EXP_MEMBER(kelsExp_32f_A21, float, Exp32)
+KEL_EXP_MEMBER(kelsExp_32f_A24, float, Exp32)
+KEL_EXP_MEMBER(kelsExp_64f_A50, double, Exp64LA)
+KEL_EXP_MEMBER(kelsExp_64f_A53, double, Exp64HA)
