@@ -26,6 +26,7 @@
 // that round to a subnormal or zero are stored so and reported as underflow
 // unless they are exact (see power_of_magnitude).  Exact normal results such
 // as 2^10 come out exactly but may raise inexact.
+#include "float_rounding.h"
 #include "frame.h"
 #include "ld.h"
 #include "ld_trig.h"
@@ -97,43 +98,102 @@ inline kel::ld::DD log_dd(long double x) {
 // |x|^y for finite nonzero x and finite nonzero y, in extended precision:
 // e^th (1 + tl) with th + tl = y ln x.  Beyond |th| = 2^14 the exponential is
 // 0 or infinite in every format and tl (up to 2^-50 |th|) must not touch it.
-//
-// A result below the smallest normal of T is compared with the nearest
-// multiple of T's smallest subnormal q: when it lies within the error bound
-// of the computation, the power is taken to be that multiple exactly
-// (2^-1074, 0.5^1074, ...), so that storing it raises neither underflow nor
-// inexact and no underflow is reported.
-template <class T>
-long double power_of_magnitude(double ax, double y) {
+inline long double power_of_magnitude(double ax, double y) {
   constexpr long double kBeyondRange = 0x1p14L;
-  constexpr long double kNearestInteger = 0x1p63L;  // ulp 1 at 64-bit precision
-  constexpr long double q = sizeof(T) == 8 ? 0x1p-1074L : 0x1p-149L;
-  constexpr long double min_normal = sizeof(T) == 8 ? 0x1p-1022L : 0x1p-126L;
   const long double axe = ax, ye = y;
   const kel::ld::DD l = log_dd(axe);
   const kel::ld::DD p = kel::ld::two_prod(ye, l.hi);
   const kel::ld::DD t = kel::ld::fast_two_sum(p.hi, p.lo + ye * l.lo);
   if (t.hi > kBeyondRange || t.hi < -kBeyondRange) return orxexpl_scalar(t.hi);
-  long double r = orxexpl_scalar(t.hi) * (1.0L + t.lo);
-  if (r < min_normal) {
-    const long double s = r / q;  // exact: a power-of-two scaling
-    const long double n = (s + kNearestInteger) - kNearestInteger;
-    const long double bound = ((t.hi < 0 ? -t.hi : t.hi) * 0x1p-6L + 4.0L) * 0x1p-63L * s;
-    if (s - n <= bound && n - s <= bound) r = n * q;
-  }
-  return r;
+  return orxexpl_scalar(t.hi) * (1.0L + t.lo);
 }
 
-// Stores r rounded to T and tells overflow and underflow apart from normal
-// results: a power of nonzero finite operands is never zero, so a zero result
-// has underflowed, like a subnormal one that is not exact.
+// v = odd 2^exp for a finite nonzero double v (sign ignored).
+struct OddScaled {
+  uint64_t odd;
+  int exp;
+};
+inline OddScaled odd_scaled(double v) {
+  const uint64_t b = kel::bits(v);
+  const int field = static_cast<int>((b >> 52) & 0x7FF);
+  uint64_t m = b & ((uint64_t{1} << 52) - 1);
+  if (field != 0) m |= uint64_t{1} << 52;
+  const int tz = __builtin_ctzll(m);
+  return {m >> tz, (field != 0 ? field - 1075 : -1074) + tz};
+}
+
+// The integer square root of n < 2^53 when n is a perfect square, else 0.
+inline uint64_t exact_sqrt(uint64_t n) {
+  const long double shifted = orxsqrtl_scalar(static_cast<long double>(n)) + 0x1.8p63L;
+  const uint64_t r = kel::ld_bits(shifted).m - 0xC000000000000000ull;
+  return r * r == n ? r : 0;
+}
+
+// Recognises from the operands a power ax^y (ax > 0, x != 1, y finite and
+// nonzero) that is exactly a long double, and stores it in *out.  With
+// ax = a 2^k (a odd) and y = n 2^-d (n odd, d > 0) or y an integer, ax^y is
+// a dyadic rational only if ax has an exact 2^d-th root: k divisible by 2^d
+// and a a perfect 2^d-th power (found by repeated integer square roots; a
+// root of an odd a > 1 is at least 3, so at most five roots of a < 2^53
+// succeed).  The root raised to the integer power Y is then exact if Y < 0
+// only for a = 1 (1/a^|Y| is not dyadic otherwise), and for Y > 0 if a^Y fits
+// in 64 bits; the exponent k Y must lie in the extended range.  Every float
+// or double result and every float or double midpoint is such a long double,
+// so a power that is not recognised here is inexact in every format.
+bool exact_power(double ax, double y, long double* out) {
+  constexpr int64_t kMaxExponent = 16000;
+  const OddScaled xs = odd_scaled(ax), ys = odd_scaled(y);
+  int64_t k = xs.exp;
+  uint64_t a = xs.odd;
+  for (int d = ys.exp; d < 0; ++d) {
+    if (k % 2 != 0) return false;
+    k /= 2;
+    if (a > 1 && (a = exact_sqrt(a)) == 0) return false;
+  }
+  // |y| > 2^21 takes every x != 1 beyond the extended range.
+  if (__builtin_fabs(y) > 0x1p21 || (negative(y) && a != 1)) return false;
+  const int64_t magnitude = static_cast<int64_t>(ys.odd << (ys.exp > 0 ? ys.exp : 0));
+  uint64_t power = 1;
+  for (int64_t i = 0; a != 1 && i < magnitude; ++i)
+    if (__builtin_mul_overflow(power, a, &power)) return false;
+  const int64_t e = k * (negative(y) ? -magnitude : magnitude);
+  if (e > kMaxExponent || e < -kMaxExponent) return false;
+  *out = static_cast<long double>(power) * kel::ld_pow2_field(static_cast<int>(e) + kel::kLdBias);
+  return true;
+}
+
+// Error bound of power_of_magnitude in units of the last bit of its result
+// (below 4, see the head of this file), with a margin, for the float screen.
+constexpr uint64_t kPowErrorUnits = 64;
+
+// The float power next to a float midpoint: exact when the operands say so,
+// otherwise e^(y ln x) in double length (about 2^-105 relative for the
+// |y ln x| < 2^14 of a float result), rounded as the exact value would be.
+[[gnu::noinline]] long double power_accurate(double ax, double y, bool* exact) {
+  long double e;
+  if (exact_power(ax, y, &e)) {
+    *exact = true;
+    return e;
+  }
+  const kel::fr::DD t = kel::fr::mul({static_cast<long double>(y), 0.0L}, kel::fr::log_dd(ax));
+  return kel::fr::settle(kel::fr::exp_dd(t));
+}
+
+// Stores r (exactly |x|^y when exact is set) rounded to T and tells overflow
+// and underflow apart from normal results: a result below the smallest normal
+// is an underflow unless it is the exact power (a power of nonzero finite
+// operands is never zero), and the flag is raised even where the rounding to
+// T happens to be exact for an inexact r.
 template <class T>
-int store_power(long double r, T* out) {
+int store_power(long double r, bool exact, T* out) {
   const T v = round_to<T>(r);
   *out = v;
   if (kel::is_inf_or_nan(v)) return kelStatusOverflow;
   const T tiny = sizeof(T) == 8 ? T(0x1p-1022) : T(0x1p-126f);
-  if (v < tiny && v > -tiny && (v == 0 || static_cast<long double>(v) != r)) return kelStatusUnderflow;
+  if (v < tiny && v > -tiny && (!exact || static_cast<long double>(v) != r)) {
+    kel::raise_by_store<T>(kel::opaque(static_cast<long double>(tiny)) * tiny);
+    return kelStatusUnderflow;
+  }
   return kelStatusNoError;
 }
 
@@ -179,8 +239,15 @@ int pow_element(T xt, T yt, T* out) {
     *out = round_to<T>(kel::opaque(static_cast<long double>(inf)) * kel::opaque(0.0L));  // NaN, invalid
     return kelStatusDomain;
   }
-  const long double r = power_of_magnitude<T>(negative(x) ? -x : x, y);
-  return store_power(negative(x) && odd ? -r : r, out);
+  const double ax = negative(x) ? -x : x;
+  long double r = power_of_magnitude(ax, y);
+  bool exact = false;
+  if constexpr (sizeof(T) == 4) {
+    if (!kel::fr::settles(r, kPowErrorUnits)) r = power_accurate(ax, y, &exact);
+  }
+  constexpr long double kMinNormal = sizeof(T) == 8 ? 0x1p-1022L : 0x1p-126L;
+  if (!exact && r < kMinNormal) exact = exact_power(ax, y, &r);
+  return store_power(negative(x) && odd ? -r : r, exact, out);
 }
 
 }  // namespace

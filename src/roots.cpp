@@ -57,6 +57,7 @@
 #include <type_traits>
 
 #include "cbrt_data.h"
+#include "float_rounding.h"
 #include "frame.h"
 #include "ld.h"
 #include "sqrt_data.h"
@@ -82,6 +83,10 @@ struct Format {
 };
 
 constexpr long double kThird = 1.0L / 3;
+
+// Error bound of the hypotenuse before its final rounding, in units of the
+// last bit of the long-double value: a few units (see above), with a margin.
+constexpr uint64_t kHypotErrorUnits = 16;
 
 // The default NaN (0/0), raising invalid.
 inline long double invalid_nan() {
@@ -211,6 +216,17 @@ long double exact_tiny_hypot(long double v, typename Format<T>::Bits ba, typenam
   return (shifted - 0x1p63L) * F::kSubnormalUnit;
 }
 
+// The float hypotenuse next to a float midpoint M (the screen found v within
+// kHypotErrorUnits of it) is decided exactly: a^2 and b^2 are exact (48-bit
+// squares), their sum is an exact pair S, M^2 (at most 50 bits) is exact and
+// M^2 - S_hi is exact by Sterbenz, so the sign of (M^2 - S_hi) - S_lo is the
+// sign of M - hypot(a, b).  Zero means hypot(a, b) = M, a tie.
+[[gnu::noinline]] long double settle_hypot(long double v, long double a, long double b) {
+  const kel::ld::DD s = kel::ld::two_sum(a * a, b * b);
+  const long double m = kel::fr::nearest_midpoint(v);
+  return kel::fr::settle({m, -((m * m - s.hi) - s.lo)});
+}
+
 template <class T>
 int hypot_element(T a, T b, T* y) {
   using F = Format<T>;
@@ -238,8 +254,11 @@ int hypot_element(T a, T b, T* y) {
   long double g = mp * r;
   g += (mp - g * g) * (r * 0.5L);
   long double v = g * pow2((s.e - p) / 2);
-  if constexpr (sizeof(T) == 8)
+  if constexpr (sizeof(T) == 8) {
     if (v < F::kMinNormal) v = exact_tiny_hypot<T>(v, ba, bb);
+  } else {
+    if (!kel::fr::settles(v, kHypotErrorUnits)) v = settle_hypot(v, la, lb);
+  }
   const T out = kel::round_to<T>(v);
   *y = out;
   return F::bits(out) == F::kInf ? kelStatusOverflow : kelStatusNoError;

@@ -1,0 +1,307 @@
+// Correct rounding of the float members of our own algorithms.
+//
+// Default run: inputs built to lie on or next to a float midpoint (exact
+// powers and their neighbours, Pythagorean triples with a 25-bit hypotenuse,
+// atan2 of nearly equal arguments, sinh just above its series limit) and the
+// known hard cases, each checked bit for bit against MPFR.
+//
+// Long mode, KELVM_LONG=1 (or a comma-separated list of families): every one
+// of the 2^32 inputs of each unary float member, and 10^8 random pairs of
+// each two-argument member, on all cores.  glibc's long-double function
+// screens each input; those within 2^-50 (relative) of a float midpoint are
+// decided by MPFR.  Prints per member "correctly rounded on all inputs" or
+// the first miss.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "fpu.h"
+#include "kelvm.h"
+#include "references.h"
+
+using namespace kelfpu;
+
+namespace {
+
+using Binary = KelStatus (*)(const float*, const float*, float*, int);
+using Unary = KelStatus (*)(const float*, float*, int);
+
+float bits_float(uint32_t b) { return __builtin_bit_cast(float, b); }
+uint32_t float_bits(float f) { return __builtin_bit_cast(uint32_t, f); }
+bool same(float a, float b) { return float_bits(a) == float_bits(b) || (std::isnan(a) && std::isnan(b)); }
+
+float mpfr_binary(const char* family, float a, float b) {
+  mpfr_t e;
+  mpfr_init2(e, kelacc::kExactBits);
+  kelacc::exact_binary(e, kelacc::find_real(family)->ref2, a, b);
+  const float r = kelacc::correctly_rounded<float>(e);
+  mpfr_clear(e);
+  return r;
+}
+
+float mpfr_unary(const char* family, float x) {
+  mpfr_t e;
+  mpfr_init2(e, kelacc::kExactBits);
+  kelacc::exact_unary(e, kelacc::find_real(family)->ref, x);
+  const float r = kelacc::correctly_rounded<float>(e);
+  mpfr_clear(e);
+  return r;
+}
+
+struct Pair {
+  float a, b;
+};
+
+// Pairs whose exact result is a float, a float midpoint or very close to one.
+std::vector<Pair> pow_pairs() {
+  std::vector<Pair> p = {{bits_float(0x66d0536a), bits_float(0x3f9106c2)}, {4097, 2}, {4097, 3}, {4099, 2},
+                         {16785410.0f, 0.5f}, {0x1.000002p0f, 8388608}, {9, 1.5f}, {3, 15}, {0.75f, 47},
+                         {0x1p-70f, 2}, {0x1p-100f, 1.5f}, {3, -92}, {0x1.8p-50f, 3}, {10, -38}};
+  for (uint32_t m = 4097; m < 5800; m += 2) {  // m^2 needs 25 bits: a midpoint or a float
+    const float x = float(m), sq = float(m) * float(m);
+    p.push_back({x, 2});
+    p.push_back({sq, 0.5f});  // sqrt of the rounded square: next to m
+    p.push_back({x * 0x1p-80f, 2});
+    p.push_back({x, -2});
+  }
+  return p;
+}
+
+std::vector<Pair> hypot_pairs() {
+  std::vector<Pair> p = {{bits_float(0x5101b082), bits_float(0x4b3635c7)}, {0x1p-140f, 0x1p-140f}};
+  // Triples (m^2 - n^2, 2mn, m^2 + n^2) with an odd 25-bit hypotenuse: a
+  // float midpoint; their neighbours fall just beside it.
+  for (uint32_t m = 2897; m < 4096 && p.size() < 400; ++m)
+    for (uint32_t n = (m * 2) / 5; n < m; n += 7) {
+      const uint64_t h = uint64_t(m) * m + uint64_t(n) * n;
+      const uint64_t a = uint64_t(m) * m - uint64_t(n) * n, b = 2ull * m * n;
+      if (h < (1u << 24) || h >= (1u << 25) || a >= (1u << 24) || b >= (1u << 24) || h % 2 == 0) continue;
+      p.push_back({float(a), float(b)});
+      p.push_back({float(a + 1), float(b)});
+      p.push_back({float(a) * 0x1p-140f, float(b) * 0x1p-140f});
+    }
+  return p;
+}
+
+std::vector<Pair> atan2_pairs() {
+  std::vector<Pair> p = {{bits_float(0x53e745b0), bits_float(0x4ae1022e)}, {0x1p-149f, 0x1p100f}, {3, -0x1p-120f}};
+  for (uint32_t i = 0; i < 300; ++i) {
+    const float x = bits_float(0x3f800000 + i * 27961);
+    p.push_back({x, std::nextafter(x, 2.0f)});      // near pi/4
+    p.push_back({x * 0x1p40f, -x});                 // near pi/2
+    p.push_back({-x, -std::nextafter(x, 0.0f)});    // near -3pi/4
+  }
+  return p;
+}
+
+void expect_binary_correct(const char* family, const std::vector<Pair>& pairs, Binary fn) {
+  std::vector<float> a, b, r(pairs.size());
+  for (const Pair& q : pairs) a.push_back(q.a), b.push_back(q.b);
+  ScopedControlWord cw(kDefault);
+  fn(a.data(), b.data(), r.data(), int(r.size()));
+  for (size_t i = 0; i < r.size(); ++i) {
+    const float want = mpfr_binary(family, a[i], b[i]);
+    EXPECT_TRUE(same(r[i], want)) << family << " " << kelacc::hex(a[i]) << ", " << kelacc::hex(b[i]) << ": "
+                                  << kelacc::hex(r[i]) << " instead of " << kelacc::hex(want);
+  }
+}
+
+TEST(FloatRounding, TwoArgumentMembersNextToMidpoints) {
+  for (Binary fn : {kelsPow_32f_A11, kelsPow_32f_A21, kelsPow_32f_A24}) expect_binary_correct("Pow", pow_pairs(), fn);
+  for (Binary fn : {kelsHypot_32f_A11, kelsHypot_32f_A24}) expect_binary_correct("Hypot", hypot_pairs(), fn);
+  for (Binary fn : {kelsAtan2_32f_A21, kelsAtan2_32f_A24}) expect_binary_correct("Atan2", atan2_pairs(), fn);
+}
+
+TEST(FloatRounding, PowxAgreesOnExactPowers) {
+  const float xs[] = {4097, 4099, 0x1p-70f, 3, 16785410.0f};
+  float r[5];
+  ScopedControlWord cw(kDefault);
+  kelsPowx_32f_A24(xs, 2.0f, r, 5);
+  for (int i = 0; i < 5; ++i) EXPECT_TRUE(same(r[i], mpfr_binary("Pow", xs[i], 2))) << xs[i];
+}
+
+TEST(FloatRounding, SinhNextToMidpoints) {
+  std::vector<float> x = {bits_float(0x3a1285ff)};
+  for (uint32_t b = 0x3d800000; b < 0x3d800000 + 3000; ++b) x.push_back(bits_float(b));  // 1/16 and above
+  std::vector<float> r(x.size());
+  ScopedControlWord cw(kDefault);
+  kelsSinh_32f_A24(x.data(), r.data(), int(x.size()));
+  for (size_t i = 0; i < x.size(); ++i) EXPECT_TRUE(same(r[i], mpfr_unary("Sinh", x[i]))) << kelacc::hex(x[i]);
+}
+
+// An inexact subnormal power reports underflow even where the long-double
+// value lies close to a multiple of the smallest subnormal; exact ones don't.
+TEST(FloatRounding, PowUnderflowFromTheOperands) {
+  struct Case {
+    double x, y;
+    int status;
+  };
+  const Case cases[] = {{0x1.fffeap-2, 1022, kelStatusUnderflow}, {0.5, 1070, 0}, {0x1p-537, 2, 0},
+                        {3 * 0x1p-358, 3, 0}, {0x1p-1074, 1, 0}, {0x1.0000000000001p-1, 1060, kelStatusUnderflow}};
+  for (const Case& c : cases) {
+    double r;
+    ScopedControlWord cw(kDefault);
+    EXPECT_EQ(kelsPow_64f_A53(&c.x, &c.y, &r, 1), c.status) << c.x << " ^ " << c.y;
+    EXPECT_EQ((flags() & kUnderflow) != 0, c.status != 0) << c.x << " ^ " << c.y;
+  }
+}
+
+// ---- Long mode ----
+
+std::string long_mode() {
+  const char* v = std::getenv("KELVM_LONG");
+  return v ? v : "";
+}
+bool selected(const std::string& list, const std::string& family) {
+  return list == "1" || ("," + list + ",").find("," + family + ",") != std::string::npos;
+}
+
+// v within rel*|v| of a float midpoint (or of the overflow threshold).
+bool near_midpoint(long double v, long double rel) {
+  const float f = float(v);
+  const long double av = std::fabs(v), tol = rel * av;
+  if (std::isinf(f) || std::isnan(f)) return std::fabs(av - (0x1p128L - 0x1p103L)) <= tol;
+  const long double up = std::nextafter(f, INFINITY), down = std::nextafter(f, -INFINITY);
+  return std::fabs(v - (f + up) / 2) <= tol || std::fabs(v - (f + down) / 2) <= tol;
+}
+
+constexpr long double kScreen = 0x1p-50L;
+
+struct UnaryMember {
+  const char* family;
+  Unary fn;
+  long double (*libm)(long double);
+};
+
+const UnaryMember kUnary[] = {
+    {"Sinh", kelsSinh_32f_A24, sinhl},
+    {"Cosh", kelsCosh_32f_A24, coshl},
+    {"Tanh", kelsTanh_32f_A24, tanhl},
+    {"Asinh", kelsAsinh_32f_A24, asinhl},
+    {"Acosh", kelsAcosh_32f_A24, acoshl},
+    {"Atanh", kelsAtanh_32f_A24, atanhl},
+    {"Asin", kelsAsin_32f_A24, asinl},
+    {"Acos", kelsAcos_32f_A24, acosl},
+    {"Atan", kelsAtan_32f_A24, atanl},
+    {"InvSqrt", kelsInvSqrt_32f_A24, [](long double x) { return 1 / sqrtl(x); }},
+    {"Cbrt", kelsCbrt_32f_A24, cbrtl},
+    {"InvCbrt", kelsInvCbrt_32f_A24, [](long double x) { return 1 / cbrtl(x); }},
+    {"Erf", kelsErf_32f_A24, erfl},
+    {"Erfc", kelsErfc_32f_A24, erfcl},
+};
+
+// Runs work(chunk) for chunks 0..count-1 on every core.
+template <class Work>
+void on_all_cores(uint64_t count, Work work) {
+  std::atomic<uint64_t> next{0};
+  std::vector<std::thread> threads;
+  const unsigned n = std::max(1u, std::thread::hardware_concurrency());
+  for (unsigned t = 0; t < n; ++t)
+    threads.emplace_back([&] {
+      for (uint64_t c; (c = next++) < count;) work(c);
+    });
+  for (auto& t : threads) t.join();
+}
+
+struct Outcome {
+  std::mutex m;
+  bool missed = false;
+  std::string first;
+  std::atomic<uint64_t> decided{0};
+  void miss(const std::string& what) {
+    std::lock_guard<std::mutex> l(m);
+    if (!missed) first = what;
+    missed = true;
+  }
+};
+
+TEST(FloatRoundingLong, UnaryMembersOnAllInputs) {
+  const std::string mode = long_mode();
+  if (mode.empty()) GTEST_SKIP() << "long mode: KELVM_LONG=1";
+  constexpr uint32_t kChunk = 1 << 16;
+  for (const UnaryMember& u : kUnary) {
+    if (!selected(mode, u.family)) continue;
+    Outcome out;
+    on_all_cores(uint64_t{1} << 16, [&](uint64_t c) {
+      std::vector<float> x(kChunk), r(kChunk);
+      for (uint32_t i = 0; i < kChunk; ++i) x[i] = bits_float(uint32_t(c) << 16 | i);
+      {
+        ScopedControlWord cw(kDefault);
+        u.fn(x.data(), r.data(), kChunk);
+      }
+      for (uint32_t i = 0; i < kChunk; ++i) {
+        const long double v = u.libm(x[i]);
+        float want = float(v);
+        if (!std::isnan(v) && near_midpoint(v, kScreen)) {
+          want = mpfr_unary(u.family, x[i]);
+          ++out.decided;
+        }
+        if (!same(r[i], want)) out.miss(kelacc::hex(x[i]) + " -> " + kelacc::hex(r[i]) + ", not " + kelacc::hex(want));
+      }
+    });
+    std::printf("%s_32f: %s (%llu inputs decided by MPFR)\n", u.family,
+                out.missed ? ("first miss " + out.first).c_str() : "correctly rounded on all inputs",
+                static_cast<unsigned long long>(out.decided.load()));
+    EXPECT_FALSE(out.missed) << u.family << ": " << out.first;
+  }
+}
+
+struct BinaryMember {
+  const char* family;
+  Binary fn;
+  long double (*libm)(long double, long double);
+};
+
+TEST(FloatRoundingLong, RandomPairs) {
+  const std::string mode = long_mode();
+  if (mode.empty()) GTEST_SKIP() << "long mode: KELVM_LONG=1";
+  const BinaryMember members[] = {{"Pow", kelsPow_32f_A24, powl},
+                                  {"Atan2", kelsAtan2_32f_A24, atan2l},
+                                  {"Hypot", kelsHypot_32f_A24, hypotl}};
+  constexpr uint32_t kChunk = 1 << 16;
+  constexpr uint64_t kChunks = 1526;  // 10^8 pairs
+  for (const BinaryMember& m : members) {
+    if (!selected(mode, m.family)) continue;
+    Outcome out;
+    on_all_cores(kChunks, [&](uint64_t c) {
+      std::vector<float> a(kChunk), b(kChunk), r(kChunk);
+      uint64_t s = 0x9E3779B97F4A7C15ull * (c + 1);
+      for (uint32_t i = 0; i < kChunk; ++i) {
+        s = s * 6364136223846793005ull + 1442695040888963407ull;
+        const uint32_t hi = uint32_t(s >> 32), lo = uint32_t(s);
+        // Pow: bases of every exponent, exponents of moderate size, so that
+        // results are mostly finite and nonzero.
+        a[i] = m.libm == powl ? bits_float(hi & 0x7FFFFFFF) : bits_float(hi);
+        b[i] = m.libm == powl ? bits_float((lo & 0x807FFFFF) | (0x38000000 + (lo >> 8 & 0x0F800000))) : bits_float(lo);
+      }
+      {
+        ScopedControlWord cw(kDefault);
+        m.fn(a.data(), b.data(), r.data(), kChunk);
+      }
+      for (uint32_t i = 0; i < kChunk; ++i) {
+        const long double v = m.libm(a[i], b[i]);
+        float want = float(v);
+        if (!std::isnan(v) && near_midpoint(v, kScreen)) {
+          want = mpfr_binary(m.family, a[i], b[i]);
+          ++out.decided;
+        }
+        if (!same(r[i], want))
+          out.miss(kelacc::hex(a[i]) + ", " + kelacc::hex(b[i]) + " -> " + kelacc::hex(r[i]) + ", not " +
+                   kelacc::hex(want));
+      }
+    });
+    std::printf("%s_32f: %s over %llu random pairs (%llu decided by MPFR)\n", m.family,
+                out.missed ? ("first miss " + out.first).c_str() : "correctly rounded",
+                static_cast<unsigned long long>(kChunks * kChunk), static_cast<unsigned long long>(out.decided.load()));
+    EXPECT_FALSE(out.missed) << m.family << ": " << out.first;
+  }
+}
+
+}  // namespace
