@@ -126,8 +126,11 @@ inline long double scale_tiny(const Reduced& q, long double sc1, long double sc2
   const int sign = b.se >> 15;
   if (e == 0x7FFF) {
     if (!kel::ld_is_nan(b)) return _inf_zeros[sign];
-    return x * kel::opaque(1.0L);  // quiets a signalling NaN
+    return x * kel::opaque(1.0L);  // quiets a signalling NaN; pseudo-inf/NaN: invalid
   }
+  // An unnormal (leading bit clear) is an invalid operand: x * 1 gives the
+  // default NaN with invalid, where the range test below would read it as huge.
+  if ((b.m & kel::kLdLeadingBit) == 0) return x * kel::opaque(1.0L);
   if (e > kRangeExponent || (e == kRangeExponent && b.m >= _ranges[sign])) {
     if (sign == 0) return kel::opaque(_large_value_80) * kel::opaque(_large_value_80);  // +inf, overflow
     return kel::opaque(_small_value_80) * kel::opaque(_small_value_80);                 // +0, underflow

@@ -7,8 +7,9 @@
 // multiplied by r_j, the 11-bit reciprocal of the midpoint of its 1/256
 // sub-interval, so u = mh r_j - 1 is exact and |u| < 2^-8;
 //   ln y = k ln2 - ln r_j + ln(1 + s),  s = u + (m - mh) r_j,
-// with ln2 and -ln r_j as 30-bit heads (k ln2_hi + hi_j is exact) and tails,
-// and ln(1 + s) - s a degree-7 polynomial.  The small terms are summed first
+// with ln2 and -ln r_j as heads and tails (ln2_hi has 29 bits, hi_j 30 bits,
+// 40 and 39 in rows 0 and 255; k ln2_hi + hi_j spans at most 62 bits and is
+// exact), and ln(1 + s) - s a degree-7 polynomial.  The small terms are summed first
 // and the two large ones (u and k ln2_hi + hi_j) meet last.
 // Near 1 the table path would cancel, so ln(1 + f) for |f| < 2^-4 is a series
 // whose f^2 and f^3 terms are split into exact heads (f on a 2^-11 grid) and
@@ -173,13 +174,17 @@ KEL_API long double orxlog1pl_scalar(long double x) {
   const uint32_t key = kel::ld_key(b);
   if (e == 0x7FFF) {
     if (sign != 0 && !kel::ld_is_nan(b)) return invalid();  // -inf
-    return quiet(x);
+    return quiet(x);  // +inf, NaN; pseudo-infinity or pseudo-NaN: invalid, default NaN
   }
   if (key >= 0xBFFF8000) {  // x <= -1
     if (b.se == 0xBFFF && b.m == kel::kLdLeadingBit) return divide_by_zero();
     return invalid();
   }
   if (e >= 16379) {  // |x| >= 2^-4
+    // An unnormal (leading bit clear) is an invalid operand: x * 1 gives the
+    // default NaN with invalid.  The paths below would instead read the
+    // fields of 1 + x, which is that NaN, as a number.
+    if ((b.m & kel::kLdLeadingBit) == 0) return quiet(x);
     if (key >= ranges[sign]) return log_normal(LN2, _P, kel::ld_bits(x + _addend[sign]), kel::kLdBias);
     // 1 + x = (1 + head) + tail with 1 + head exact; the tail joins the
     // reduced argument scaled by 2^-k r_j.

@@ -1,0 +1,221 @@
+// Complex inverse functions: casinh, cacosh, catanh and, through
+// asin z = -i asinh(iz), acos by its own real part, and atan z = -i atanh(iz),
+// casin, cacos and catan.  Principal values, computed in x87 extended
+// precision on the long-double kernels; each part is rounded once to double.
+//
+// Arcsine and arccosine (Hull, Fairgrieve and Tang, ACM TOMS 23, 1997).  For
+// w = x + iy with x, y >= 0, r = |w + 1|, s = |w - 1| and A = (r + s)/2 >= 1:
+//   Re asin w = asin(x/A),  Re acos w = acos(x/A),  |Im| = ln(A + sqrt(A^2 - 1)).
+// Where x/A > 0.6417 the real parts come from atan2(x, D) and atan2(D, x),
+// D = sqrt((A + x)(A - x)); where A <= 1.5 the imaginary part is
+// log1p(A1 + sqrt(A1 (A + 1))), A1 = A - 1.  Both differences are written
+// without cancellation from r - (x + 1) = y^2/(r + x + 1) and
+// s -+ (x - 1) = y^2/(s +- (x - 1)), taking the sign that adds:
+//   x <= 1:  A - x = (y^2/(r + x + 1) + (s + 1 - x))/2,
+//            A - 1 = (y^2/(r + x + 1) + y^2/(s + 1 - x))/2;
+//   x > 1:   A - x = (y^2/(r + x + 1) + y^2/(s + x - 1))/2,
+//            A - 1 = (y^2/(r + x + 1) + (s + x - 1))/2.
+// The squares of doubles lie well inside the extended exponent range, so the
+// method needs none of its scaled regions for huge or tiny parts: r, s and A
+// cannot overflow even at DBL_MAX, y^2 of a subnormal y is a normal long
+// double, and every term is a sum of positive quantities.  Each part is good
+// to about ten units of 2^-64 relative before its rounding to double.
+//
+// Hyperbolic arctangent (Kahan, "Branch cuts for complex elementary
+// functions", 1987), for x, y >= 0:
+//   Re atanh z = log1p(4x / ((1 - x)^2 + y^2)) / 4,
+//   Im atanh z = atan2(2y, (1 - x)(1 + x) - y^2) / 2.
+// 1 - x is exact near x = 1, so the real part keeps full relative accuracy at
+// the branch points +-1 and next to the cuts; the cancellation in the
+// denominator of the imaginary part happens only where |z| is near 1 and y is
+// not small, where atan2 no longer depends on that denominator to first order.
+//
+// Branch cuts and special values follow C99 Annex G: the sign of a zero part
+// selects the side of a cut, conj and the odd/even symmetries hold exactly
+// because the magnitudes are computed from |x| and |y| and the signs put back
+// on the bit patterns, and every infinite or NaN combination gives the value
+// of the tables without invalid.  A nonzero subnormal double part raises
+// underflow.
+#include "complex.h"
+#include "complex_bits.h"
+
+namespace {
+
+using kel::is_zero;
+using kel::round_to;
+using kel::cplx::abs_ld;
+using kel::cplx::is_finite;
+using kel::cplx::is_inf;
+using kel::cplx::is_nan;
+using kel::cplx::is_negative;
+
+constexpr long double kPi = 3.14159265358979323846264338327950288L;
+constexpr long double kHalfPi = kPi / 2;
+constexpr long double kQuarterPi = kPi / 4;
+constexpr long double kInf = __builtin_infl();
+constexpr long double kBCrossover = 0.6417L;  // above: real part by atan2
+constexpr long double kACrossover = 1.5L;     // below: imaginary part by log1p
+constexpr double kMinNormal = 0x1p-1022;
+
+// v with the sign of s; a NaN keeps its own sign.
+inline double signed_like(double v, double s) { return is_nan(v) ? v : kel::cplx::with_sign_of(v, s); }
+inline double negated(double v) { return is_nan(v) ? v : -v; }
+
+// Multiplication by i and by -i: swap the parts and negate one.
+inline Kel64fc times_i(Kel64fc z) { return {negated(z.im), z.re}; }
+inline Kel64fc times_minus_i(Kel64fc z) { return {z.im, negated(z.re)}; }
+
+inline long double hypot_ld(long double a, long double b) { return orxsqrtl_scalar(a * a + b * b); }
+
+// Real part and |imaginary part| of asin(x + iy) (Cosine false, x >= 0) or of
+// acos(x + iy) (Cosine true, x of either sign), for finite x and y >= 0.
+template <bool Cosine>
+void arcsine_finite(double xd, double yd, long double* re, long double* im) {
+  const long double x = xd, ax = abs_ld(x), y = yd;
+  if (is_zero(yd)) {
+    if (ax <= 1) {
+      *re = Cosine ? orxacosl_scalar(x) : orxasinl_scalar(ax);
+      *im = 0;
+    } else {
+      *re = Cosine ? (is_negative(xd) ? kPi : 0.0L) : kHalfPi;
+      *im = orxacoshl_scalar(ax);
+    }
+    return;
+  }
+  if (is_zero(xd)) {
+    *re = Cosine ? kHalfPi : 0.0L;
+    *im = orxasinhl_scalar(y);
+    return;
+  }
+  const long double xp1 = ax + 1, xm1 = ax - 1, y2 = y * y;
+  const long double r = hypot_ld(xp1, y), s = hypot_ld(xm1, y);
+  const long double a = 0.5L * (r + s);
+  const long double rp = y2 / (r + xp1);  // r - (x + 1)
+  if (a <= kACrossover) {
+    const long double am1 = 0.5L * (rp + (ax < 1 ? y2 / (s - xm1) : s + xm1));
+    *im = orxlog1pl_scalar(am1 + orxsqrtl_scalar(am1 * (a + 1)));
+  } else {
+    *im = orxlogl_scalar(a + orxsqrtl_scalar((a - 1) * (a + 1)));
+  }
+  const long double b = ax / a;
+  if (b <= kBCrossover) {
+    *re = Cosine ? orxacosl_scalar(is_negative(xd) ? -b : b) : orxasinl_scalar(b);
+  } else {
+    const long double apx = a + ax;
+    const long double d = ax <= 1 ? orxsqrtl_scalar(0.5L * apx * (rp + (s - xm1)))
+                                  : y * orxsqrtl_scalar(0.5L * (apx / (r + xp1) + apx / (s + xm1)));
+    *re = Cosine ? orxatan2l_scalar(d, x) : orxatan2l_scalar(ax, d);
+  }
+}
+
+// The same for x or y infinite or NaN (y not negative).
+template <bool Cosine>
+void arcsine_special(double x, double y, long double* re, long double* im) {
+  const long double nan = static_cast<long double>(x) + y;  // used only when x or y is a NaN
+  if (is_nan(x)) {
+    *re = nan;
+    *im = is_inf(y) ? kInf : nan;
+  } else if (is_nan(y)) {
+    *re = !is_zero(x) ? nan : Cosine ? kHalfPi : 0.0L;
+    *im = is_inf(x) ? kInf : nan;
+  } else if (is_inf(x)) {
+    *im = kInf;
+    if (!Cosine) {
+      *re = is_inf(y) ? kQuarterPi : kHalfPi;
+    } else if (is_inf(y)) {
+      *re = is_negative(x) ? 3 * kQuarterPi : kQuarterPi;
+    } else {
+      *re = is_negative(x) ? kPi : 0.0L;
+    }
+  } else {  // y infinite, x finite
+    *im = kInf;
+    *re = Cosine ? kHalfPi : 0.0L;
+  }
+}
+
+template <bool Cosine>
+void arcsine(double x, double y, long double* re, long double* im) {
+  if (is_finite(x) && is_finite(y)) {
+    arcsine_finite<Cosine>(x, y, re, im);
+  } else {
+    arcsine_special<Cosine>(x, y, re, im);
+  }
+}
+
+Kel64fc finish(Kel64fc r) {
+  if (kel::cplx::is_subnormal(r.re) || kel::cplx::is_subnormal(r.im)) {
+    kel::raise_by_store<double>(kel::opaque(kMinNormal) * kel::opaque(kMinNormal));
+  }
+  return r;
+}
+
+// asinh(x + iy) = i asin(y - ix): with asin(|y| + i|x|) = u + iv,
+// asinh z = (v with the sign of x, u with the sign of y).
+Kel64fc asinh_kernel(Kel64fc z) {
+  long double u, v;
+  arcsine<false>(__builtin_fabs(z.im), __builtin_fabs(z.re), &u, &v);
+  return finish({signed_like(round_to<double>(v), z.re), signed_like(round_to<double>(u), z.im)});
+}
+
+// acos(x + iy) = u - iv with the sign of y on v, u in [0, pi].
+Kel64fc acos_kernel(Kel64fc z) {
+  long double u, v;
+  arcsine<true>(z.re, __builtin_fabs(z.im), &u, &v);
+  return finish({round_to<double>(u), signed_like(round_to<double>(v), negated(z.im))});
+}
+
+// acosh z = v + iu with the sign of y on u (acos z = u -+ iv); a NaN y gives
+// a NaN imaginary part even where acos has a number (acosh(+-0 + i NaN)).
+Kel64fc acosh_kernel(Kel64fc z) {
+  long double u, v;
+  arcsine<true>(z.re, __builtin_fabs(z.im), &u, &v);
+  const double im = is_nan(z.im) ? round_to<double>(static_cast<long double>(z.im) + u) : round_to<double>(u);
+  return finish({round_to<double>(v), signed_like(im, z.im)});
+}
+
+// atanh of x + iy for x, y >= 0 (magnitudes of the parts).
+void arctanh(double xd, double yd, long double* re, long double* im) {
+  if (is_finite(xd) && is_finite(yd)) {
+    const long double x = xd, y = yd, y2 = y * y;
+    const long double xm = 1 - x;
+    *re = 0.25L * orxlog1pl_scalar(4 * x / (xm * xm + y2));  // atanh(1 + i0) = +inf, divide-by-zero
+    *im = 0.5L * orxatan2l_scalar(2 * y, xm * (1 + x) - y2);
+    return;
+  }
+  const long double nan = static_cast<long double>(xd) + yd;  // used only when x or y is a NaN
+  if (is_nan(xd)) {
+    *re = is_inf(yd) ? 0.0L : nan;
+    *im = is_inf(yd) ? kHalfPi : nan;
+  } else if (is_nan(yd)) {
+    *re = is_zero(xd) || is_inf(xd) ? 0.0L : nan;
+    *im = nan;
+  } else {
+    *re = 0;
+    *im = kHalfPi;
+  }
+}
+
+Kel64fc atanh_kernel(Kel64fc z) {
+  long double re, im;
+  arctanh(__builtin_fabs(z.re), __builtin_fabs(z.im), &re, &im);
+  return finish({signed_like(round_to<double>(re), z.re), signed_like(round_to<double>(im), z.im)});
+}
+
+Kel64fc asin_kernel(Kel64fc z) { return times_minus_i(asinh_kernel(times_i(z))); }
+Kel64fc atan_kernel(Kel64fc z) { return times_minus_i(atanh_kernel(times_i(z))); }
+
+}  // namespace
+
+KEL_API Kel64fc orxcasinh_scalar(Kel64fc z) { return kel::cplx::entry<asinh_kernel>(z); }
+KEL_API Kel64fc orxcacosh_scalar(Kel64fc z) { return kel::cplx::entry<acosh_kernel>(z); }
+KEL_API Kel64fc orxcatanh_scalar(Kel64fc z) { return kel::cplx::entry<atanh_kernel>(z); }
+KEL_API Kel64fc orxcasin_scalar(Kel64fc z) { return kel::cplx::entry<asin_kernel>(z); }
+KEL_API Kel64fc orxcacos_scalar(Kel64fc z) { return kel::cplx::entry<acos_kernel>(z); }
+KEL_API Kel64fc orxcatan_scalar(Kel64fc z) { return kel::cplx::entry<atan_kernel>(z); }
+
+KEL_COMPLEX_UNARY(Asinh, orxcasinh_scalar)
+KEL_COMPLEX_UNARY(Acosh, orxcacosh_scalar)
+KEL_COMPLEX_UNARY(Atanh, orxcatanh_scalar)
+KEL_COMPLEX_UNARY(Asin, orxcasin_scalar)
+KEL_COMPLEX_UNARY(Acos, orxcacos_scalar)
+KEL_COMPLEX_UNARY(Atan, orxcatan_scalar)
