@@ -1,10 +1,11 @@
 // Inverse circular and inverse hyperbolic functions: Asin, Acos, Atan, Atan2,
 // Asinh, Acosh, Atanh.
 //
-// Each element is computed in x87 extended precision from the library's
-// extended-precision kernels and rounded once to the destination format:
+// Each element is computed in x87 extended precision by the library's
+// extended-precision kernels (orxasinl_scalar ... orxatanhl_scalar in
+// invtrigl.cpp, orxatanl_scalar, orxatan2l_scalar) and rounded once to the
+// destination format:
 //   asin x  = atan2(x, c),  acos x = atan2(c, x),  c = sqrt((1 - x)(1 + x))
-//   atan x, atan2(y, x)     the arctangent kernels themselves
 //   asinh a = log1p(a + a^2 / (1 + sqrt(1 + a^2))),  a = |x|, sign restored
 //   acosh x = log1p(t + sqrt(2t + t^2)),  t = x - 1
 //   atanh a = log1p(2a / (1 - a)) / 2,  a = |x|, sign restored
@@ -54,17 +55,13 @@ int quiet_nan(double x, T* out) {
   return kelStatusNoError;
 }
 
-// sqrt((1 - x)(1 + x)) for |x| <= 1.
-inline long double cofactor(long double x) { return orxsqrtl_scalar((1.0L - x) * (1.0L + x)); }
-
 // asin x = atan2(x, c) and acos x = atan2(c, x).
 template <class T, bool Cosine>
 int asin_acos_element(T xt, T* out) {
   const double x = xt;
   if (is_nan(x)) return quiet_nan(x, out);
   if (magnitude(x) > 1.0) return domain_error(out);
-  const long double xe = x, c = cofactor(xe);
-  return store(Cosine ? orxatan2l_scalar(c, xe) : orxatan2l_scalar(xe, c), out);
+  return store(Cosine ? orxacosl_scalar(x) : orxasinl_scalar(x), out);
 }
 
 template <class T>
@@ -111,14 +108,9 @@ int atan2_element(T yt, T xt, T* out) {
   return store(r, out);
 }
 
-inline long double with_sign_of(double x, long double r) { return kel::bits(x) >> 63 ? -r : r; }
-
 template <class T>
 int asinh_element(T xt, T* out) {
-  const double x = xt;
-  if (is_nan(x) || kel::is_inf_or_nan(x)) return store(static_cast<long double>(x) * kel::opaque(1.0L), out);
-  const long double a = magnitude(x), a2 = a * a;
-  return store(with_sign_of(x, orxlog1pl_scalar(a + a2 / (1.0L + orxsqrtl_scalar(1.0L + a2)))), out);
+  return store(orxasinhl_scalar(static_cast<double>(xt)), out);
 }
 
 template <class T>
@@ -126,9 +118,7 @@ int acosh_element(T xt, T* out) {
   const double x = xt;
   if (is_nan(x)) return quiet_nan(x, out);
   if (!(x >= 1.0)) return domain_error(out);
-  if (kel::is_inf_or_nan(x)) return store(static_cast<long double>(x), out);
-  const long double t = static_cast<long double>(x) - 1.0L;
-  return store(orxlog1pl_scalar(t + orxsqrtl_scalar(t * (2.0L + t))), out);
+  return store(orxacoshl_scalar(x), out);
 }
 
 template <class T>
@@ -138,11 +128,10 @@ int atanh_element(T xt, T* out) {
   const double a = magnitude(x);
   if (a > 1.0) return domain_error(out);
   if (a == 1.0) {
-    *out = round_to<T>(with_sign_of(x, 1.0L / kel::opaque(0.0L)));  // +-inf, divide-by-zero
+    *out = round_to<T>(orxatanhl_scalar(x));  // +-inf, divide-by-zero
     return kelStatusSingularity;
   }
-  const long double ae = a;
-  return store(with_sign_of(x, 0.5L * orxlog1pl_scalar(2.0L * ae / (1.0L - ae))), out);
+  return store(orxatanhl_scalar(x), out);
 }
 
 }  // namespace
