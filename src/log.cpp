@@ -59,7 +59,7 @@ inline double la_finish(const LnLATab&, double e, double ln_f) { return e + ln_f
 inline double la_finish(const LgLATab& t, double e, double ln_f) { return e + ln_f * t.log10_e; }
 
 template <class Tab>
-double log_la(double X, int corr, const Tab& t) {
+[[gnu::always_inline]] inline double log_la(double X, int corr, const Tab& t) {
   int E = exponent_of(X, corr);
   double f = fraction_of(X);
   if (f >= t.sqrt2) {  // f in [sqrt2, 2): use f/2 and E + 1
@@ -119,25 +119,30 @@ inline double ha_tail(const LgHATab& t, double A, double B, double fh, double fl
   return H + M;
 }
 
+// The table path for X = 2^E f, f in [1, 2), with the table index i.
 template <class Tab>
-double log_ha(double X, int corr, const Tab& t) {
-  const double d = X - t.one;
-  if (__builtin_fabs(d) <= t.near_one) return ha_near_one(t, d);  // equality stays here
-
-  const int E = exponent_of(X, corr);
-  const double f = fraction_of(X);
+[[gnu::always_inline]] inline double ha_table(const Tab& t, int E, double f, uint32_t i) {
   const double Eh = E * t.log2_hi;  // exact: |E| < 2^11, log2_hi on the grid 2^-42
   const double El = E * t.log2_lo;
-  // f + 2^46 + 1 lies in [2^46 + 2, 2^46 + 3): its last significand bit weighs
-  // 2^-6, so the low word holds 128 + 64 f' with f' = f - 1 rounded to 1/64,
-  // and its low 7 bits are the index 0..64.
-  const uint32_t i = kel::low_word(f + t.index_shifter) & 0x7F;
   const double fh = (f + t.split_shifter) - t.split_shifter;
   const double fl = f - fh;  // exact
   const LogHARow& row = t.row[i];
   const double A = Eh + row.hi;  // exact
   const double B = El + row.lo;
   return ha_tail(t, A, B, fh, fl, row.r);
+}
+
+template <class Tab>
+double log_ha(double X, int corr, const Tab& t) {
+  const double d = X - t.one;
+  if (__builtin_fabs(d) <= t.near_one) return ha_near_one(t, d);  // equality stays here
+
+  const double f = fraction_of(X);
+  // f + 2^46 + 1 lies in [2^46 + 2, 2^46 + 3): its last significand bit weighs
+  // 2^-6, so the low word holds 128 + 64 f' with f' = f - 1 rounded to 1/64,
+  // and its low 7 bits are the index 0..64.
+  const uint32_t i = kel::low_word(f + t.index_shifter) & 0x7F;
+  return ha_table(t, exponent_of(X, corr), f, i);
 }
 
 // ---- Element screen ------------------------------------------------------
@@ -185,8 +190,68 @@ constexpr auto lg_ha = log_element<T, LgHATab, log_ha<LgHATab>, _orxdLgHATab>;
 constexpr auto ln_la = log_element<double, LnLATab, log_la<LnLATab>, _orxdLnLATab>;
 constexpr auto lg_la = log_element<double, LgLATab, log_la<LgLATab>, _orxdLgLATab>;
 
+// ---- The vector loop's main path ----------------------------------------
+//
+// A positive normal double (for float members: a positive finite float, which
+// widens to a normal double) away from 1 takes the table path (high accuracy)
+// or the series (low accuracy) with no scaling.  The screen is two unsigned
+// comparisons of the high word: inside the normal range, outside the
+// near-one interval of the high-accuracy members (a slightly wider interval
+// of high words: the excluded neighbours take the full element, which
+// decides by comparing d itself).  For the high-accuracy table path the index
+// i = nearest integer to 64 (f - 1), ties to even, comes from the bits too:
+// the top six fraction bits, rounded up when the next bit is set and the
+// bits below it are not all zero or the six bits are odd.
+
+// High words bounding the near-one interval [1 - b, 1 + b] of each function.
+struct NearOne {
+  uint32_t lo64, hi64, lo32, hi32;
+};
+inline constexpr NearOne kLnNearOne{0x3FEFB000, 0x3FF02800, 0x3F7D8000, 0x3F814000};  // b = 1.25 2^-7
+inline constexpr NearOne kLgNearOne{0x3FEFD000, 0x3FF01800, 0x3F7E8000, 0x3F80C000};  // b = 1.5 2^-8
+inline constexpr NearOne kNoNearOne{0, 0, 0, 0};  // the low-accuracy members: only zero words, already excluded
+
+template <const NearOne& N>
+inline bool main_path_of(const double* p) {
+  const uint32_t h = kel::frame::high_word_at(p);
+  return h - 0x00100000u < 0x7FF00000u - 0x00100000u && h - N.lo64 > N.hi64 - N.lo64;
+}
+template <const NearOne& N>
+inline bool main_path_of(const float* p) {
+  const uint32_t w = kel::frame::word_at(p);
+  return w - 1u < 0x7F800000u - 1u && w - N.lo32 > N.hi32 - N.lo32;
+}
+
+template <class T, class Tab, const Tab& kTab, const NearOne& N, auto Element>
+struct LogHA {
+  static bool main_path(const T* p) { return main_path_of<N>(p); }
+  [[gnu::always_inline]] static void main(T x, T* y) {
+    const double X = x;
+    const uint64_t b = kel::bits(X);
+    const uint32_t h = static_cast<uint32_t>(b >> 32);
+    const uint32_t top = (h >> 14) & 63;
+    const uint32_t up = (h >> 13) & ((h & 0x1FFF) != 0 || static_cast<uint32_t>(b) != 0 || (top & 1));
+    *y = static_cast<T>(ha_table(kTab, static_cast<int>(h >> 20) - 1023, fraction_of(X), top + up));
+  }
+  static int element(T x, T* y) { return Element(x, y); }
+};
+
+template <class Tab, const Tab& kTab, auto Element>
+struct LogLA {
+  static bool main_path(const double* p) { return main_path_of<kNoNearOne>(p); }
+  [[gnu::always_inline]] static void main(double x, double* y) { *y = log_la(x, 0, kTab); }
+  static int element(double x, double* y) { return Element(x, y); }
+};
+
+using Ln32 = LogHA<float, LnHATab, _orxdLnHATab, kLnNearOne, ln_ha<float>>;
+using Ln64 = LogHA<double, LnHATab, _orxdLnHATab, kLnNearOne, ln_ha<double>>;
+using Lg32 = LogHA<float, LgHATab, _orxdLgHATab, kLgNearOne, lg_ha<float>>;
+using Lg64 = LogHA<double, LgHATab, _orxdLgHATab, kLgNearOne, lg_ha<double>>;
+using Ln64LA = LogLA<LnLATab, _orxdLnLATab, ln_la>;
+using Lg64LA = LogLA<LgLATab, _orxdLgLATab, lg_la>;
+
 }  // namespace
 
-KEL_REAL_UNARY(Ln, ln_ha<float>, ln_la, ln_ha<double>)
+KEL_REAL_UNARY_PAIRS(Ln, Ln32, Ln64LA, Ln64)
 
-KEL_REAL_UNARY(Log10, lg_ha<float>, lg_la, lg_ha<double>)
+KEL_REAL_UNARY_PAIRS(Log10, Lg32, Lg64LA, Lg64)
