@@ -11,5 +11,9 @@ set(CMAKE_EXE_LINKER_FLAGS_INIT "-m32")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-m32")
 set(CMAKE_LIBRARY_ARCHITECTURE i386-linux-gnu)
 set(CMAKE_IGNORE_PATH /usr/lib/x86_64-linux-gnu /lib/x86_64-linux-gnu)
-find_program(QEMU_I386 qemu-i386 REQUIRED)
-set(CMAKE_CROSSCOMPILING_EMULATOR ${QEMU_I386})
+# Only the tests need it: a build of the library and the tool alone
+# (KELVM_TESTS=OFF, KELVM_BENCH=OFF) configures without qemu.
+find_program(QEMU_I386 qemu-i386)
+if(QEMU_I386)
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${QEMU_I386})
+endif()

@@ -10,6 +10,14 @@
 #ifndef KELVM_H
 #define KELVM_H
 
+/* The version of this interface; kelvmGetLibVersion() reports the same
+ * numbers for the library actually loaded. */
+#define KELVM_VERSION_MAJOR 5
+#define KELVM_VERSION_MINOR 2
+#define KELVM_VERSION_MAJOR_BUILD 108
+#define KELVM_VERSION_BUILD 348
+#define KELVM_VERSION_STRING "5.2"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
