@@ -70,7 +70,7 @@ struct Layout<float> {
 // sqrt(x) for x positive and finite, rounded to a double.  subnormal says
 // whether x is a subnormal of the element's format (the float members pass
 // their own classification: a float subnormal is a normal double).
-inline double positive_root(double x, bool subnormal) {
+[[gnu::always_inline]] inline double positive_root(double x, bool subnormal) {
   const double* t = _orxdSqrtHATab;
 
   // A subnormal becomes normal after the exact scaling by 2^200; its root is
@@ -153,6 +153,18 @@ int sqrt_element(T x, T* y) {
   return kelStatusNoError;
 }
 
+// The vector loop's main path: a positive normal element of its own format,
+// one unsigned comparison of its high word; no pre-scaling.
+template <class T>
+struct Sqrt {
+  static bool main_path(const double* p) {
+    return kel::frame::high_word_at(p) - 0x00100000u < 0x7FF00000u - 0x00100000u;
+  }
+  static bool main_path(const float* p) { return kel::frame::word_at(p) - 0x00800000u < 0x7F800000u - 0x00800000u; }
+  [[gnu::always_inline]] static void main(T x, T* y) { *y = static_cast<T>(positive_root(x, false)); }
+  static int element(T x, T* y) { return sqrt_element(x, y); }
+};
+
 }  // namespace
 
-KEL_REAL_UNARY(Sqrt, sqrt_element<float>, sqrt_element<double>, sqrt_element<double>)
+KEL_REAL_UNARY_PAIRS(Sqrt, Sqrt<float>, Sqrt<double>, Sqrt<double>)

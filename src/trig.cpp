@@ -59,15 +59,9 @@ struct SinCosArg {
   int m;         // 16q + N: the row of the sine
 };
 
-SinCosArg reduce_sincos(double x, const double* tab) {
-  double r = x, rl = 0.0;
-  int q = 0;
-  if (biased_exponent(x) >= 1040) {  // abs(x) >= 2^17
-    double rr[2];
-    q = reduce::reduce_pio2d(x, rr);
-    r = rr[0];
-    rl = rr[1];
-  }
+// The medium reduction of r + rl (abs below 2^17), with q quadrants already
+// taken out by the large reduction.
+[[gnu::always_inline]] inline SinCosArg reduce_medium(double r, double rl, int q, const double* tab) {
   // N = nearest integer to r*32/pi: the 1.5*2^52 shifter leaves it in the
   // low bits of the pattern of z (abs(N) < 2^21).
   const double z = r * tab[kInvPio32] + tab[kShifter];
@@ -88,8 +82,20 @@ SinCosArg reduce_sincos(double x, const double* tab) {
   return a;
 }
 
+SinCosArg reduce_sincos(double x, const double* tab) {
+  double r = x, rl = 0.0;
+  int q = 0;
+  if (biased_exponent(x) >= 1040) {  // abs(x) >= 2^17
+    double rr[2];
+    q = reduce::reduce_pio2d(x, rr);
+    r = rr[0];
+    rl = rr[1];
+  }
+  return reduce_medium(r, rl, q, tab);
+}
+
 // sin(Tj + r2 + e) from row j.
-double sin_row(const double* tab, int j, const SinCosArg& a) {
+[[gnu::always_inline]] inline double sin_row(const double* tab, int j, const SinCosArg& a) {
   const double* row = tab + 4 * j;
   const double clo = row[0], shi = row[1], slo = row[2], chi = row[3];
   const double A = chi * a.r2;  // exact: chi is a power of two
@@ -214,24 +220,9 @@ enum : int {
   kTanRows = 16,
 };
 
-}  // namespace
-
-double _dTan(double x) {
+// tan(q*pi/2 + r + rl) for abs(r) below 12800.
+[[gnu::always_inline]] inline double tan_medium(double r, double rl, int q) {
   const double* tab = _orxdTanHATab;
-  const int ex = biased_exponent(x);
-  if (ex == 0x7FF) return is_infinite(x) ? x * tab[kTanZero] : x * x;
-  if (ex < 771) {
-    if (is_zero(x)) return x;
-    return (x * tab[kTanTwo55] - x) * tab[kTanTwo55 + 1];
-  }
-  double r = x, rl = 0.0;
-  int q = 0;
-  if ((high_word(x) & 0x7FFFFFFF) >= 0x40C90000) {  // abs(x) >= 12800.0
-    double rr[2];
-    q = reduce::reduce_pio2d(x, rr);
-    r = rr[0];
-    rl = rr[1];
-  }
   const double z = r * tab[kTanInvPio32] + tab[kTanShifter];
   int n = static_cast<int>(static_cast<uint32_t>(bits(z)));
   int j = (16 * q + n) & 31;
@@ -280,6 +271,27 @@ double _dTan(double x) {
   return h2 + small;
 }
 
+}  // namespace
+
+double _dTan(double x) {
+  const double* tab = _orxdTanHATab;
+  const int ex = biased_exponent(x);
+  if (ex == 0x7FF) return is_infinite(x) ? x * tab[kTanZero] : x * x;
+  if (ex < 771) {
+    if (is_zero(x)) return x;
+    return (x * tab[kTanTwo55] - x) * tab[kTanTwo55 + 1];
+  }
+  double r = x, rl = 0.0;
+  int q = 0;
+  if ((high_word(x) & 0x7FFFFFFF) >= 0x40C90000) {  // abs(x) >= 12800.0
+    double rr[2];
+    q = reduce::reduce_pio2d(x, rr);
+    r = rr[0];
+    rl = rr[1];
+  }
+  return tan_medium(r, rl, q);
+}
+
 }  // namespace kel::trig
 
 namespace {
@@ -317,9 +329,65 @@ int tan_element(T x, T* y) {
   return is_infinite(xd) ? kelStatusDomain : kelStatusNoError;
 }
 
+
+// ---- The vector loop's main path ----------------------------------------
+//
+// The medium range, 2^-252 <= abs(x) < 2^17 (sine, cosine) or 12800
+// (tangent), is one unsigned comparison of the high word (float members: any
+// nonzero float below the bound, which widens to a double above 2^-150).
+// There the screen passes and the large reduction is not needed: the main
+// path is reduce_medium with q = 0 and rl = 0, as in the full element.
+template <uint32_t kBound64, uint32_t kBound32>
+struct MediumRange {
+  static bool test(const double* p) {
+    return (kel::frame::high_word_at(p) & 0x7FFFFFFF) - 0x30300000u < kBound64 - 0x30300000u;  // 2^-252
+  }
+  static bool test(const float* p) { return (kel::frame::word_at(p) & 0x7FFFFFFF) - 1u < kBound32 - 1u; }
+};
+using SinCosRange = MediumRange<0x41000000, 0x48000000>;  // 2^17
+using TanRange = MediumRange<0x40C90000, 0x46480000>;     // 12800
+
+template <class T>
+struct Sin {
+  static bool main_path(const T* p) { return SinCosRange::test(p); }
+  [[gnu::always_inline]] static void main(T x, T* y) {
+    const SinCosArg a = reduce_medium(x, 0.0, 0, _orxdSinCosHATab);
+    *y = static_cast<T>(sin_row(_orxdSinCosHATab, a.m & 63, a));
+  }
+  static int element(T x, T* y) { return sin_element(x, y); }
+};
+
+template <class T>
+struct Cos {
+  static bool main_path(const T* p) { return SinCosRange::test(p); }
+  [[gnu::always_inline]] static void main(T x, T* y) {
+    const SinCosArg a = reduce_medium(x, 0.0, 0, _orxdSinCosHATab);
+    *y = static_cast<T>(sin_row(_orxdSinCosHATab, (a.m + 16) & 63, a));
+  }
+  static int element(T x, T* y) { return cos_element(x, y); }
+};
+
+template <class T>
+struct SinCos {
+  static bool main_path(const T* p) { return SinCosRange::test(p); }
+  [[gnu::always_inline]] static void main(T x, T* s, T* c) {
+    const SinCosArg a = reduce_medium(x, 0.0, 0, _orxdSinCosHATab);
+    *s = static_cast<T>(sin_row(_orxdSinCosHATab, a.m & 63, a));
+    *c = static_cast<T>(sin_row(_orxdSinCosHATab, (a.m + 16) & 63, a));
+  }
+  static int element(T x, T* s, T* c) { return sincos_element(x, s, c); }
+};
+
+template <class T>
+struct Tan {
+  static bool main_path(const T* p) { return TanRange::test(p); }
+  [[gnu::always_inline]] static void main(T x, T* y) { *y = static_cast<T>(tan_medium(x, 0.0, 0)); }
+  static int element(T x, T* y) { return tan_element(x, y); }
+};
+
 }  // namespace
 
-KEL_REAL_UNARY(Sin, sin_element<float>, sin_element<double>, sin_element<double>)
-KEL_REAL_UNARY(Cos, cos_element<float>, cos_element<double>, cos_element<double>)
-KEL_REAL_TWO_RESULTS(SinCos, sincos_element<float>, sincos_element<double>, sincos_element<double>)
-KEL_REAL_UNARY(Tan, tan_element<float>, tan_element<double>, tan_element<double>)
+KEL_REAL_UNARY_PAIRS(Sin, Sin<float>, Sin<double>, Sin<double>)
+KEL_REAL_UNARY_PAIRS(Cos, Cos<float>, Cos<double>, Cos<double>)
+KEL_REAL_TWO_RESULTS_PAIRS(SinCos, SinCos<float>, SinCos<double>, SinCos<double>)
+KEL_REAL_UNARY_PAIRS(Tan, Tan<float>, Tan<double>, Tan<double>)
