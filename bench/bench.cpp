@@ -2,14 +2,24 @@
 // array lengths 1, 16, 1000 and 100000, on the main-path inputs of its family
 // and separately on its special-path inputs; beside glibc's scalar double,
 // float and long-double functions called in a loop over the same inputs.
-// Each benchmark also reports TSC cycles per element.
+//
+// Each benchmark reports time-stamp ticks per element.  The time-stamp
+// counter runs at a fixed rate, not at the core clock, so the core clock is
+// calibrated at start-up on a chain of dependent integer additions, one core
+// cycle each (the "core_ghz" context entry); report.py converts CPU time per
+// element into core cycles with it.  Unary and two-result functions also get a latency row
+// (NAME/latency/1): one-element calls in a dependency chain, each input
+// formed from the previous result, so that the chain's length is measured
+// rather than the overlap of independent elements.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 #include <x86intrin.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
-#include <memory>
 #include <functional>
+#include <memory>
 
 #include "function_list.h"
 #include "inputs.h"
@@ -24,8 +34,25 @@ using kelfn::Shape;
 constexpr int kLengths[] = {1, 16, 1000, 100000};
 constexpr size_t kMaxLen = 100000;
 
+// Core cycles per time-stamp tick: the best of many runs of 10000 dependent
+// integer additions, which take one core cycle each.
+double calibrate_core_per_tsc() {
+  double best = 1e30;
+  for (int run = 0; run < 200; ++run) {
+    uint64_t x = 0;
+    const uint64_t t0 = __rdtsc();
+    for (int i = 0; i < 1000; ++i)
+      asm volatile(
+          "add $1, %0\n\tadd $1, %0\n\tadd $1, %0\n\tadd $1, %0\n\tadd $1, %0\n\t"
+          "add $1, %0\n\tadd $1, %0\n\tadd $1, %0\n\tadd $1, %0\n\tadd $1, %0"
+          : "+r"(x));
+    best = std::min(best, static_cast<double>(__rdtsc() - t0));
+  }
+  return 10000.0 / best;
+}
+
 // Runs body() (one pass over len elements) under the timer and reports
-// elements per second and cycles per element.
+// elements per second and time-stamp ticks per element.
 void timed(benchmark::State& state, const std::function<void(int)>& body) {
   const int len = static_cast<int>(state.range(0));
   const uint64_t t0 = __rdtsc();
@@ -36,6 +63,16 @@ void timed(benchmark::State& state, const std::function<void(int)>& body) {
   const double items = static_cast<double>(state.iterations()) * len;
   state.SetItemsProcessed(static_cast<int64_t>(items));
   state.counters["cycles/elem"] = static_cast<double>(__rdtsc() - t0) / items;
+}
+
+// Time-stamp ticks per nanosecond, over 20 ms of the steady clock.
+double tsc_per_ns() {
+  const auto c0 = std::chrono::steady_clock::now();
+  const uint64_t t0 = __rdtsc();
+  while (std::chrono::steady_clock::now() - c0 < std::chrono::milliseconds(20)) {
+  }
+  const double ns = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - c0).count();
+  return static_cast<double>(__rdtsc() - t0) / ns;
 }
 
 struct Buffers {
@@ -81,11 +118,47 @@ std::function<void(int)> vector_call(const Function& f, void* sym, T* a, T* b, T
   return {};
 }
 
+// A dependency chain of one-element calls: input i is a main-path value plus
+// zero times result i-1, which the x87 cannot know to be zero, so each call
+// waits for the previous one.
+template <class T>
+std::function<void(int)> latency_chain(const Function& f, void* sym, const T* in) {
+  auto* unary = reinterpret_cast<int (*)(const T*, T*, int)>(sym);
+  auto* two = reinterpret_cast<int (*)(const T*, T*, T*, int)>(sym);
+  const bool two_results = f.shape == Shape::two_results;
+  return [=](int n) {
+    static volatile T zero_cell = 0;
+    const T zero = zero_cell;
+    T x, y = 0, y2 = 0;
+    for (int i = 0; i < n; ++i) {
+      x = in[i] + zero * y;
+      if (two_results)
+        two(&x, &y, &y2, 1);
+      else
+        unary(&x, &y, 1);
+    }
+    benchmark::DoNotOptimize(y);
+  };
+}
+
 std::vector<std::unique_ptr<Buffers>> g_buffers;
 
 Buffers* buffers_for(kelbench::Range r, uint64_t seed) {
   g_buffers.push_back(std::make_unique<Buffers>(kelbench::make_inputs(r, kMaxLen, seed)));
   return g_buffers.back().get();
+}
+
+void register_latency(const Function& f, void* sym, const Buffers* buf) {
+  if (f.shape != Shape::unary && f.shape != Shape::two_results) return;
+  std::function<void(int)> body;
+  if (f.kind == Kind::real64)
+    body = latency_chain<double>(f, sym, buf->a.data());
+  else if (f.kind == Kind::real32)
+    body = latency_chain<float>(f, sym, buf->af.data());
+  else
+    return;
+  benchmark::RegisterBenchmark((f.name + "/latency").c_str(), [body](benchmark::State& s) { timed(s, body); })
+      ->Arg(1000);
 }
 
 void register_library() {
@@ -115,6 +188,7 @@ void register_library() {
       auto* b = benchmark::RegisterBenchmark((f.name + (special ? "/special" : "/main")).c_str(),
                                              [body](benchmark::State& s) { timed(s, body); });
       for (int len : kLengths) b->Arg(len);
+      if (!special) register_latency(f, sym, buf);
     }
   }
 }
@@ -144,6 +218,20 @@ void register_loop(const char* name, const char* family, Fn fn) {
     auto* b = benchmark::RegisterBenchmark((std::string("glibc:") + name + (special ? "/special" : "/main")).c_str(),
                                            [body](benchmark::State& s) { timed(s, body); });
     for (int len : kLengths) b->Arg(len);
+    if constexpr (!std::is_invocable_v<Fn, T, T>) {
+      if (!special) {
+        auto chain = [=](int n) {
+          static volatile T zero_cell = 0;
+          const T zero = zero_cell;
+          T y = 0;
+          for (int i = 0; i < n; ++i) y = fn((*src)[i] + zero * y);
+          benchmark::DoNotOptimize(y);
+        };
+        benchmark::RegisterBenchmark((std::string("glibc:") + name + "/latency").c_str(),
+                                     [chain](benchmark::State& s) { timed(s, chain); })
+            ->Arg(1000);
+      }
+    }
   }
 }
 
@@ -167,7 +255,10 @@ void register_glibc() {
   register_scalar<double>("sin", "Sin", std::sin);
   register_scalar<float>("sinf", "Sin", std::sin);
   register_scalar<long double>("sinl", "Sin", std::sin);
+  register_scalar<long double>("log10l", "Log10", std::log10);
   register_scalar<double>("cos", "Cos", std::cos);
+  register_scalar<long double>("cosl", "Cos", std::cos);
+  register_scalar<long double>("tanl", "Tan", std::tan);
   register_scalar<float>("cosf", "Cos", std::cos);
   register_scalar<double>("tan", "Tan", std::tan);
   register_scalar<float>("tanf", "Tan", std::tan);
@@ -213,6 +304,12 @@ void register_glibc() {
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
+  // Core cycles per nanosecond of CPU time: report.py turns the CPU time per
+  // element into core cycles with it (CPU time, unlike the time-stamp
+  // counter, does not count time the benchmark spends preempted).
+  const double core_per_tsc = calibrate_core_per_tsc();
+  benchmark::AddCustomContext("core_per_tsc", std::to_string(core_per_tsc));
+  benchmark::AddCustomContext("core_ghz", std::to_string(core_per_tsc * tsc_per_ns()));
   if (!kelvmGetLibVersion()) return 1;  // also keeps the library loaded for dlsym
   register_library();
   register_glibc();

@@ -20,7 +20,8 @@ struct Range {
 // Main-path range of a family (the exported name's function part).
 inline Range main_range(const std::string& f, bool single) {
   if (f == "Exp") return single ? Range{-87, 88, false} : Range{-700, 700, false};
-  if (f == "Ln" || f == "Log10" || f == "Sqrt" || f == "InvSqrt") return {1e-30, 1e30, true};
+  if (f == "Ln" || f == "Log10") return single ? Range{1e-30, 1e30, true} : Range{1e-300, 1e300, true};
+  if (f == "Sqrt" || f == "InvSqrt") return {1e-30, 1e30, true};
   if (f == "Sin" || f == "Cos" || f == "SinCos" || f == "Tan") return {-100, 100, false};
   if (f == "Asin" || f == "Acos" || f == "Atanh" || f == "Erf" || f == "ErfInv") return {-0.99, 0.99, false};
   if (f == "Acosh") return {1, 1e6, false};

@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
     const auto r = special ? kelbench::special_range(f.family, single) : kelbench::main_range(f.family, single);
     // The inputs are made for the largest length counted, whatever n is, so
     // that the difference between two lengths holds only the function's work.
-    constexpr int kInputs = 2000;
+    constexpr int kInputs = 20000;
     if (n > kInputs) return 2;
     const auto in = kelbench::make_inputs(r, kInputs, 1);
     std::vector<double> out(kInputs), out2(kInputs);

@@ -1,8 +1,8 @@
 #!/bin/sh
 # Regenerates docs/performance.md and docs/performance.png: runs the benchmark
 # suite of the native build and counts instructions per element of every
-# present function with callgrind (the difference between 2000 and 1000
-# elements, divided by 1000, so start-up costs cancel).
+# present function with callgrind (the difference between 20000 and 10000
+# elements, divided by 10000, so start-up costs cancel).
 #   scripts/perf_report.sh [--quick]
 set -eu
 cd "$(dirname "$0")/.."
@@ -22,9 +22,9 @@ count() {  # name n [special]
 for name in $(./build/native/kelvm --list | grep -v 'fc_'); do
   for inputs in main special; do
     flag=""; [ "$inputs" = special ] && flag=special
-    a=$(count "$name" 1000 $flag) || continue
-    b=$(count "$name" 2000 $flag) || continue
-    [ -n "$a" ] && [ -n "$b" ] && echo "$name $inputs $(( (b - a) / 1000 ))" >> "$out/instr.tsv"
+    a=$(count "$name" 10000 $flag) || continue
+    b=$(count "$name" 20000 $flag) || continue
+    [ -n "$a" ] && [ -n "$b" ] && echo "$name $inputs $(( (b - a) / 10000 ))" >> "$out/instr.tsv"
   done
 done
 /usr/bin/python3 bench/report.py "$out/bench.json" "$out/instr.tsv" docs

@@ -135,11 +135,14 @@ inline KelStatus two_results(const T* src, T* dst1, T* dst2, int len, const char
 //   K::main(x, out...)  that main path for an element that passed the test;
 //   K::element(x, out...) the whole element, screen included, returning its
 //                       code: every other element goes there, out of line.
-// When both elements of a pair pass, both are loaded and their main paths run
-// back to back: two independent dependency chains that the x87 overlaps.  The
-// arithmetic of each element is that of K::element, so results do not depend
-// on the pairing.  Both elements of a pair are read before either result is
-// written: src may be dst, as in the one-at-a-time loop.
+// When both elements of a pair pass, their main paths run back to back with
+// one branch for the pair: two independent dependency chains that the
+// out-of-order core overlaps.  The arithmetic of each element is that of
+// K::element, so results do not depend on the pairing, and each element is
+// read before its result is written, in index order, exactly as in the
+// one-at-a-time loop (src may be dst).  The lambdas copy the array pointers,
+// so that the loop keeps them in registers.
+
 // The screening words of a source element, read from the array as integers:
 // the main path never takes an element's bits from an x87 register.
 inline uint32_t high_word_at(const double* p) {
@@ -198,12 +201,13 @@ inline KelStatus unary_pairs(const T* src, T* dst, int len, const char* name) {
   if (len < 1) return kelStatusSizeError;
   if (any_null(src, dst)) return kelStatusNullPointer;
   return loop_pairs<Guard>(
-      len, [&](int i) __attribute__((always_inline)) { return K::main_path(&src[i]); },
-      [&](int i) __attribute__((always_inline)) {
+      len, [src](int i) __attribute__((always_inline)) { return K::main_path(&src[i]); },
+      [src, dst](int i) __attribute__((always_inline)) {
         K::main(src[i], &dst[i]);
         K::main(src[i + 1], &dst[i + 1]);
       },
-      [&](int i) __attribute__((always_inline)) { K::main(src[i], &dst[i]); }, [&](int i) __attribute__((always_inline)) { return rare_element<K>(&src[i], &dst[i]); },
+      [src, dst](int i) __attribute__((always_inline)) { K::main(src[i], &dst[i]); },
+      [src, dst](int i) { return rare_element<K>(&src[i], &dst[i]); },
       [&](int i, int code) { report(code, i, src, src, dst, dst, name); });
 }
 
@@ -212,13 +216,13 @@ inline KelStatus two_results_pairs(const T* src, T* dst1, T* dst2, int len, cons
   if (len < 1) return kelStatusSizeError;
   if (any_null(src, dst1, dst2)) return kelStatusNullPointer;
   return loop_pairs<Guard>(
-      len, [&](int i) __attribute__((always_inline)) { return K::main_path(&src[i]); },
-      [&](int i) __attribute__((always_inline)) {
+      len, [src](int i) __attribute__((always_inline)) { return K::main_path(&src[i]); },
+      [src, dst1, dst2](int i) __attribute__((always_inline)) {
         K::main(src[i], &dst1[i], &dst2[i]);
         K::main(src[i + 1], &dst1[i + 1], &dst2[i + 1]);
       },
-      [&](int i) __attribute__((always_inline)) { K::main(src[i], &dst1[i], &dst2[i]); },
-      [&](int i) __attribute__((always_inline)) { return rare_element<K>(&src[i], &dst1[i], &dst2[i]); },
+      [src, dst1, dst2](int i) __attribute__((always_inline)) { K::main(src[i], &dst1[i], &dst2[i]); },
+      [src, dst1, dst2](int i) { return rare_element<K>(&src[i], &dst1[i], &dst2[i]); },
       [&](int i, int code) { report(code, i, src, src, dst1, dst2, name); });
 }
 
