@@ -111,13 +111,10 @@ void arcsine_finite(double xd, double yd, long double* re, long double* im) {
 // The same for x or y infinite or NaN (y not negative).
 template <bool Cosine>
 void arcsine_special(double x, double y, long double* re, long double* im) {
-  const long double nan = static_cast<long double>(x) + y;  // used only when x or y is a NaN
-  if (is_nan(x)) {
-    *re = nan;
-    *im = is_inf(y) ? kInf : nan;
-  } else if (is_nan(y)) {
-    *re = !is_zero(x) ? nan : Cosine ? kHalfPi : 0.0L;
-    *im = is_inf(x) ? kInf : nan;
+  if (is_nan(x) || is_nan(y)) {
+    const long double nan = static_cast<long double>(x) + y;  // quiet: no flag
+    *re = is_nan(x) || !is_zero(x) ? nan : Cosine ? kHalfPi : 0.0L;
+    *im = is_inf(x) || is_inf(y) ? kInf : nan;
   } else if (is_inf(x)) {
     *im = kInf;
     if (!Cosine) {
@@ -182,13 +179,10 @@ void arctanh(double xd, double yd, long double* re, long double* im) {
     *im = 0.5L * orxatan2l_scalar(2 * y, xm * (1 + x) - y2);
     return;
   }
-  const long double nan = static_cast<long double>(xd) + yd;  // used only when x or y is a NaN
-  if (is_nan(xd)) {
-    *re = is_inf(yd) ? 0.0L : nan;
+  if (is_nan(xd) || is_nan(yd)) {
+    const long double nan = static_cast<long double>(xd) + yd;  // quiet: no flag
+    *re = is_inf(xd) || is_inf(yd) || is_zero(xd) ? 0.0L : nan;
     *im = is_inf(yd) ? kHalfPi : nan;
-  } else if (is_nan(yd)) {
-    *re = is_zero(xd) || is_inf(xd) ? 0.0L : nan;
-    *im = nan;
   } else {
     *re = 0;
     *im = kHalfPi;

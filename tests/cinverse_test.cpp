@@ -1,0 +1,183 @@
+// Complex inverse functions and the long-double inverse kernels: special
+// values and cut sides, the i-rotation identities and symmetries, hard
+// regions, members and in-place calls, accuracy against MPC and MPFR.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "check.h"
+#include "fpu.h"
+#include "kelvm.h"
+
+using namespace kelfpu;
+
+namespace {
+
+const double inf = INFINITY, nan_ = NAN, pi = M_PI, pi2 = M_PI / 2, pi4 = M_PI / 4;
+const double acosh2 = std::acosh(2.0), atanh_half = std::atanh(0.5), pi3 = std::acos(0.5);
+
+bool same(double a, double b) { return (std::isnan(a) && std::isnan(b)) || same_bits(a, b); }
+bool same(Kel64fc a, Kel64fc b) { return same(a.re, b.re) && same(a.im, b.im); }
+
+using Kernel = Kel64fc (*)(Kel64fc);
+struct Special {
+  Kernel kernel;
+  Kel64fc z, want;
+  uint16_t flag;  // the one exceptional flag it must raise (0: none of invalid, overflow, divide-by-zero)
+};
+
+// C99 Annex G for casinh, cacosh, catanh and cacos; the zero beside a cut picks its side.
+const Special kSpecials[] = {
+    {orxcasinh_scalar, {-0.0, -0.0}, {-0.0, -0.0}, 0},   {orxcasinh_scalar, {-1, inf}, {-inf, pi2}, 0},
+    {orxcasinh_scalar, {inf, -1}, {inf, -0.0}, 0},       {orxcasinh_scalar, {-inf, -inf}, {-inf, -pi4}, 0},
+    {orxcasinh_scalar, {inf, nan_}, {inf, nan_}, 0},     {orxcasinh_scalar, {nan_, -0.0}, {nan_, -0.0}, 0},
+    {orxcasinh_scalar, {nan_, inf}, {inf, nan_}, 0},     {orxcasinh_scalar, {0, nan_}, {nan_, nan_}, 0},
+    {orxcasinh_scalar, {0, 2}, {acosh2, pi2}, 0},        {orxcasinh_scalar, {-0.0, 2}, {-acosh2, pi2}, 0},
+    {orxcacosh_scalar, {-0.0, 0}, {0, pi2}, 0},          {orxcacosh_scalar, {0, -0.0}, {0, -pi2}, 0},
+    {orxcacosh_scalar, {1, inf}, {inf, pi2}, 0},         {orxcacosh_scalar, {0, nan_}, {nan_, nan_}, 0},
+    {orxcacosh_scalar, {-inf, 1}, {inf, pi}, 0},         {orxcacosh_scalar, {inf, -1}, {inf, -0.0}, 0},
+    {orxcacosh_scalar, {-inf, inf}, {inf, 3 * pi4}, 0},  {orxcacosh_scalar, {-inf, nan_}, {inf, nan_}, 0},
+    {orxcacosh_scalar, {nan_, inf}, {inf, nan_}, 0},     {orxcacosh_scalar, {-2, 0}, {acosh2, pi}, 0},
+    {orxcacosh_scalar, {-2, -0.0}, {acosh2, -pi}, 0},    {orxcacosh_scalar, {0.5, -0.0}, {0, -pi3}, 0},
+    {orxcacos_scalar, {-0.0, 0}, {pi2, -0.0}, 0},        {orxcacos_scalar, {0, nan_}, {pi2, nan_}, 0},
+    {orxcacos_scalar, {1, nan_}, {nan_, nan_}, 0},       {orxcacos_scalar, {1, -inf}, {pi2, inf}, 0},
+    {orxcacos_scalar, {-inf, 1}, {pi, -inf}, 0},         {orxcacos_scalar, {inf, -1}, {0, inf}, 0},
+    {orxcacos_scalar, {-inf, inf}, {3 * pi4, -inf}, 0},  {orxcacos_scalar, {nan_, inf}, {nan_, -inf}, 0},
+    {orxcacos_scalar, {2, 0}, {0, -acosh2}, 0},          {orxcacos_scalar, {-2, -0.0}, {pi, acosh2}, 0},
+    {orxcatanh_scalar, {-0.0, 0}, {-0.0, 0}, 0},         {orxcatanh_scalar, {0, nan_}, {0, nan_}, 0},
+    {orxcatanh_scalar, {1, 0}, {inf, 0}, kDivByZero},    {orxcatanh_scalar, {-1, -0.0}, {-inf, -0.0}, kDivByZero},
+    {orxcatanh_scalar, {1, -inf}, {0, -pi2}, 0},         {orxcatanh_scalar, {-inf, 1}, {-0.0, pi2}, 0},
+    {orxcatanh_scalar, {inf, nan_}, {0, nan_}, 0},       {orxcatanh_scalar, {nan_, inf}, {0, pi2}, 0},
+    {orxcatanh_scalar, {1, nan_}, {nan_, nan_}, 0},      {orxcatanh_scalar, {2, 0}, {atanh_half, pi2}, 0},
+    {orxcatanh_scalar, {-2, -0.0}, {-atanh_half, -pi2}, 0},
+};
+
+TEST(ComplexInverse, SpecialValuesAndCutSides) {
+  for (const Special& s : kSpecials) {
+    ScopedControlWord cw(kDefault);
+    const Kel64fc r = s.kernel(s.z);
+    SCOPED_TRACE(kelacc::hex(s.z) + " -> " + kelacc::hex(r));
+    EXPECT_TRUE(same(r, s.want));
+    EXPECT_EQ(flags() & (kInvalid | kOverflow | kDivByZero), s.flag);
+  }
+}
+
+// asin z = -i asinh(iz), atan z = -i atanh(iz) bit for bit; conjugation and
+// parity exact; acosh and acos share the arccosine.
+TEST(ComplexInverse, IdentitiesAndSymmetries) {
+  ScopedControlWord cw(kDefault);
+  const Kel64fc zs[] = {{0.75, -2.5}, {-1e-300, 3}, {1, 0x1p-60}, {-1.5, 0}, {0, -1}, {3e300, -1e-320}, {0.6, 0.8}};
+  auto rot = [](Kel64fc z, bool plus) { return plus ? Kel64fc{-z.im, z.re} : Kel64fc{z.im, -z.re}; };
+  for (Kel64fc z : zs) {
+    SCOPED_TRACE(kelacc::hex(z));
+    EXPECT_TRUE(same(orxcasin_scalar(z), rot(orxcasinh_scalar(rot(z, true)), false)));
+    EXPECT_TRUE(same(orxcatan_scalar(z), rot(orxcatanh_scalar(rot(z, true)), false)));
+    const Kel64fc c = {z.re, -z.im}, m = {-z.re, -z.im};
+    for (Kernel f : {orxcasinh_scalar, orxcatanh_scalar, orxcasin_scalar, orxcatan_scalar, orxcacos_scalar,
+                     orxcacosh_scalar}) {
+      const Kel64fc w = f(z), wc = f(c);
+      EXPECT_TRUE(same(wc, {w.re, -w.im}));
+      if (f != orxcacos_scalar && f != orxcacosh_scalar) {
+        EXPECT_TRUE(same(f(m), {-w.re, -w.im}));
+      }
+    }
+    const Kel64fc a = orxcacos_scalar(z), h = orxcacosh_scalar(z);
+    EXPECT_TRUE(same(h, {std::fabs(a.im), std::signbit(z.im) ? -a.re : a.re}));
+  }
+}
+
+// Branch points +-1 and +-i, both sides of the cuts, huge, tiny and subnormal
+// parts, the unit circle: normwise within 0.6 ulp (64fc) and correctly
+// rounded (32fc, up to the double rounding through the 64fc kernel).
+template <class T, class C>
+std::vector<C> hard_region(size_t n) {
+  constexpr int digits = std::numeric_limits<T>::digits, lo = std::numeric_limits<T>::min_exponent - digits;
+  constexpr int hi = std::numeric_limits<T>::max_exponent - 1;
+  std::mt19937_64 r(15);
+  auto pick = [&](int e0, int e1) {
+    const T v = std::ldexp(T(1) + T(r() >> 40) * T(0x1p-24), e0 + int(r() % (e1 - e0 + 1)));
+    return r() & 1 ? -v : v;
+  };
+  std::vector<C> z(n);
+  for (C& c : z) {
+    switch (r() % 6) {
+      case 0: c = {T(1) + pick(-digits, -1), pick(lo, 0)}; break;
+      case 1: c = {pick(lo, -20), pick(0, hi)}; break;
+      case 2: c = {pick(hi - 60, hi), pick(-10, hi)}; break;
+      case 3: c = {pick(lo, lo + 60), pick(lo, -900 < lo ? lo + 10 : -900)}; break;
+      case 4: c = {std::cos(T(r() % 1000)), std::sin(T(r() % 1000))}; break;
+      default: c = {r() & 1 ? T(1) : T(-1), pick(lo, -10)}; break;
+    }
+    if (r() & 1) std::swap(c.re, c.im);
+  }
+  return z;
+}
+
+using V64 = KelStatus (*)(const Kel64fc*, Kel64fc*, int);
+using V32 = KelStatus (*)(const Kel32fc*, Kel32fc*, int);
+const struct {
+  const char* name;
+  V64 f64, f64b;
+  V32 f32[3];
+  kelacc::MpcUnary ref;
+} kFamilies[] = {
+    {"Asinh", kelsAsinh_64fc_A53, kelsAsinh_64fc_A50, {kelsAsinh_32fc_A24, kelsAsinh_32fc_A21, kelsAsinh_32fc_A11}, mpc_asinh},
+    {"Acosh", kelsAcosh_64fc_A53, kelsAcosh_64fc_A50, {kelsAcosh_32fc_A24, kelsAcosh_32fc_A21, kelsAcosh_32fc_A11}, mpc_acosh},
+    {"Atanh", kelsAtanh_64fc_A53, kelsAtanh_64fc_A50, {kelsAtanh_32fc_A24, kelsAtanh_32fc_A21, kelsAtanh_32fc_A11}, mpc_atanh},
+    {"Asin", kelsAsin_64fc_A53, kelsAsin_64fc_A50, {kelsAsin_32fc_A24, kelsAsin_32fc_A21, kelsAsin_32fc_A11}, mpc_asin},
+    {"Acos", kelsAcos_64fc_A53, kelsAcos_64fc_A50, {kelsAcos_32fc_A24, kelsAcos_32fc_A21, kelsAcos_32fc_A11}, mpc_acos},
+    {"Atan", kelsAtan_64fc_A53, kelsAtan_64fc_A50, {kelsAtan_32fc_A24, kelsAtan_32fc_A21, kelsAtan_32fc_A11}, mpc_atan},
+};
+
+TEST(ComplexInverse, HardRegions) {
+  const size_t n = sized(100, 2000);
+  for (const auto& f : kFamilies) {
+    kelacc::expect_within(f.name, kelacc::measure_complex<Kel64fc>(f.f64, f.ref, hard_region<double, Kel64fc>(n)), 0.6);
+    kelacc::expect_within(f.name, kelacc::measure_complex<Kel32fc>(f.f32[0], f.ref, hard_region<float, Kel32fc>(n)),
+                          0.501);
+  }
+}
+
+// The accuracy members share one kernel: A50 = A53 and A11 = A21 = A24 bit
+// for bit, in place or not.
+TEST(ComplexInverse, MembersAndInPlace) {
+  const std::vector<Kel64fc> z = hard_region<double, Kel64fc>(64);
+  const std::vector<Kel32fc> zf = hard_region<float, Kel32fc>(64);
+  for (const auto& f : kFamilies) {
+    std::vector<Kel64fc> a(z.size()), b = z;
+    EXPECT_EQ(f.f64(z.data(), a.data(), 64), 0);
+    EXPECT_EQ(f.f64b(b.data(), b.data(), 64), 0);
+    EXPECT_EQ(std::memcmp(a.data(), b.data(), sizeof(Kel64fc) * 64), 0) << f.name;
+    std::vector<Kel32fc> fa(64), fb(64), fc = zf;
+    f.f32[0](zf.data(), fa.data(), 64);
+    f.f32[1](zf.data(), fb.data(), 64);
+    f.f32[2](fc.data(), fc.data(), 64);
+    EXPECT_EQ(std::memcmp(fa.data(), fb.data(), sizeof(Kel32fc) * 64), 0) << f.name;
+    EXPECT_EQ(std::memcmp(fa.data(), fc.data(), sizeof(Kel32fc) * 64), 0) << f.name;
+  }
+}
+
+TEST(ComplexInverse, AccuracyAgainstMpcAndMpfr) {
+  KELACC_EXPECT_ACCURATE(kelsAsinh_64fc_A53);
+  KELACC_EXPECT_ACCURATE(kelsAcosh_64fc_A53);
+  KELACC_EXPECT_ACCURATE(kelsAtanh_64fc_A53);
+  KELACC_EXPECT_ACCURATE(kelsAsin_64fc_A53);
+  KELACC_EXPECT_ACCURATE(kelsAcos_64fc_A53);
+  KELACC_EXPECT_ACCURATE(kelsAtan_64fc_A53);
+  KELACC_EXPECT_ACCURATE(kelsAsinh_32fc_A24);
+  KELACC_EXPECT_ACCURATE(kelsAcosh_32fc_A24);
+  KELACC_EXPECT_ACCURATE(kelsAtanh_32fc_A24);
+  KELACC_EXPECT_ACCURATE(kelsAsin_32fc_A24);
+  KELACC_EXPECT_ACCURATE(kelsAcos_32fc_A24);
+  KELACC_EXPECT_ACCURATE(kelsAtan_32fc_A24);
+  KELACC_EXPECT_ACCURATE(orxasinl_scalar);
+  KELACC_EXPECT_ACCURATE(orxacosl_scalar);
+  KELACC_EXPECT_ACCURATE(orxasinhl_scalar);
+  KELACC_EXPECT_ACCURATE(orxacoshl_scalar);
+  KELACC_EXPECT_ACCURATE(orxatanhl_scalar);
+}
+
+}  // namespace
