@@ -204,6 +204,10 @@ inline KelStatus unary_pairs(const T* src, T* dst, int len, const char* name) {
       len, [src](int i) __attribute__((always_inline)) { return K::main_path(&src[i]); },
       [src, dst](int i) __attribute__((always_inline)) {
         K::main(src[i], &dst[i]);
+        // Keeps the second element's table loads from being merged with the
+        // first's: a table constant kept in an x87 register across both
+        // elements only crowds the eight-register stack and gets spilled.
+        asm volatile("" : : : "memory");
         K::main(src[i + 1], &dst[i + 1]);
       },
       [src, dst](int i) __attribute__((always_inline)) { K::main(src[i], &dst[i]); },
@@ -219,6 +223,7 @@ inline KelStatus two_results_pairs(const T* src, T* dst1, T* dst2, int len, cons
       len, [src](int i) __attribute__((always_inline)) { return K::main_path(&src[i]); },
       [src, dst1, dst2](int i) __attribute__((always_inline)) {
         K::main(src[i], &dst1[i], &dst2[i]);
+        asm volatile("" : : : "memory");
         K::main(src[i + 1], &dst1[i + 1], &dst2[i + 1]);
       },
       [src, dst1, dst2](int i) __attribute__((always_inline)) { K::main(src[i], &dst1[i], &dst2[i]); },
