@@ -199,9 +199,10 @@ void _dSinCos(double x, double* sine, double* cosine) {
 //   1/r = qh/(1 - eps) = qh + qh*(eps + eps^2 + eps^3)   (error eps^4 < 2^-68).
 // Position 18 weights the reciprocal term: -w*qh joins t_hi as the leading
 // term (exact) and -w*qh*(eps + eps^2 + eps^3) the small terms.  In the other
-// rows the mask and the weight are zero, so the division only costs time; it
-// never divides by zero (r2 is never zero: no multiple of pi/32 is a double,
-// and abs(x) >= 2^-252 here) and its quotient is finite.
+// rows the mask and the weight are zero and the term vanishes exactly, so
+// only the pole row divides; it never divides by zero (r2 is never zero: no
+// multiple of pi/32 is a double, and abs(x) >= 2^-252 here) and its quotient
+// is finite.
 //
 // The result is the leading sum plus small terms: measured max error
 // 0.53 ulp (64f), also next to the poles, and 0.50 ulp for the float members.
@@ -226,7 +227,8 @@ enum : int {
   const double z = r * tab[kTanInvPio32] + tab[kTanShifter];
   int n = static_cast<int>(static_cast<uint32_t>(bits(z)));
   int j = (16 * q + n) & 31;
-  if (j >= 13 && j <= 19) {  // within 3*pi/32 of the pole: take the pole row
+  const bool pole = j >= 13 && j <= 19;
+  if (pole) {  // within 3*pi/32 of the pole: take the pole row
     n -= j - 16;
     j = 16;
   }
@@ -243,19 +245,26 @@ enum : int {
   const double e = eu - (r2 - r2u);
 
   const double* row = tab + kTanRows + 20 * j;
-  // Reciprocal term (weighted in the pole row only).
-  const double rh = double_from_bits(bits(r2) & ~uint64_t(0x3FFFF));
-  const double rlo = (r2 - rh) + e;
-  const double quot = tab[kTanOne] / rh;
-  uint64_t mask;
-  __builtin_memcpy(&mask, &row[19], sizeof mask);
-  const double qh = double_from_bits(bits(quot) & mask);
-  const double eps = (tab[kTanOne] - qh * rh) - qh * rlo;
-  const double w = row[18];
-  const double recip_tail = w * (qh * (eps * (tab[kTanOne] + eps * (tab[kTanOne] + eps))));
+  // Reciprocal term, weighted by w = row[18] and masked by row[19]: both are
+  // zero outside the pole row, where qh = +0, eps = 1, the tail w*(qh*...) is
+  // +0 and row[14] - w*qh is row[14] to the bit (also for a zero row[14]), so
+  // only the pole row computes them.  Subtracting the +0 tail below leaves
+  // every sum as it is under round-to-nearest.
+  double lead = row[14], recip_tail = 0.0;
+  if (pole) {
+    const double rh = double_from_bits(bits(r2) & ~uint64_t(0x3FFFF));
+    const double rlo = (r2 - rh) + e;
+    const double quot = tab[kTanOne] / rh;
+    uint64_t mask;
+    __builtin_memcpy(&mask, &row[19], sizeof mask);
+    const double qh = double_from_bits(bits(quot) & mask);
+    const double eps = (tab[kTanOne] - qh * rh) - qh * rlo;
+    const double w = row[18];
+    recip_tail = w * (qh * (eps * (tab[kTanOne] + eps * (tab[kTanOne] + eps))));
+    lead = row[14] - w * qh;  // the leading term t_hi - w*qh
+  }
 
-  // Leading sum t_hi - w*qh + s_hi*r2 + s_lo*r2 with its rounding errors.
-  const double lead = row[14] - w * qh;
+  // Leading sum lead + s_hi*r2 + s_lo*r2 with its rounding errors.
   const double A = row[16] * r2;  // exact
   const double h1 = lead + A;
   const double B = row[17] * r2;
