@@ -258,19 +258,10 @@ struct ExpLA {
   static int element(double x, double* y) { return exp_la<Tab>(x, y); }
 };
 
-}  // namespace
-
-#define KEL_EXP_MEMBER(Name, T, K)                                                                  \
-  KEL_API KelStatus Name(const T* src, T* dst, int len) {                                           \
-    return kel::frame::unary_pairs<kel::frame::kRealGuard, K>(src, dst, len, _ORX_THISFUNC_NAME); \
-  }
-
 using Exp32 = ExpHA<for_float::_orxdExpHATab, float>;
 using Exp64HA = ExpHA<for_double::_orxdExpHATab, double>;
 using Exp64LA = ExpLA<_orxdExpLATab>;
 
-KEL_EXP_MEMBER(kelsExp_32f_A11, float, Exp32)
-KEL_EXP_MEMBER(kelsExp_32f_A21, float, Exp32)
-KEL_EXP_MEMBER(kelsExp_32f_A24, float, Exp32)
-KEL_EXP_MEMBER(kelsExp_64f_A50, double, Exp64LA)
-KEL_EXP_MEMBER(kelsExp_64f_A53, double, Exp64HA)
+}  // namespace
+
+KEL_REAL_UNARY_PAIRS(Exp, Exp32, Exp64LA, Exp64HA)

@@ -329,36 +329,19 @@ struct Extended {
 
 // The same members on the two-at-a-time loop; each argument is an element
 // class for kel::frame::unary_pairs or two_results_pairs.
-#define KEL_REAL_UNARY_PAIRS(Name, K32, K50, K53)                                                 \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d, int n) {                       \
-    return kel::frame::unary_pairs<kel::frame::kRealGuard, K32>(s, d, n, _ORX_THISFUNC_NAME);     \
-  }                                                                                               \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d, int n) {                       \
-    return kel::frame::unary_pairs<kel::frame::kRealGuard, K32>(s, d, n, _ORX_THISFUNC_NAME);     \
-  }                                                                                               \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d, int n) {                       \
-    return kel::frame::unary_pairs<kel::frame::kRealGuard, K32>(s, d, n, _ORX_THISFUNC_NAME);     \
-  }                                                                                               \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d, int n) {                     \
-    return kel::frame::unary_pairs<kel::frame::kRealGuard, K50>(s, d, n, _ORX_THISFUNC_NAME);     \
-  }                                                                                               \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d, int n) {                     \
-    return kel::frame::unary_pairs<kel::frame::kRealGuard, K53>(s, d, n, _ORX_THISFUNC_NAME);     \
+#define KEL_PAIRS_UNARY_MEMBER(Func, T, K)                                                   \
+  KEL_API KelStatus Func(const T* s, T* d, int n) {                                          \
+    return kel::frame::unary_pairs<kel::frame::kRealGuard, K>(s, d, n, _ORX_THISFUNC_NAME); \
   }
-
-#define KEL_REAL_TWO_RESULTS_PAIRS(Name, K32, K50, K53)                                                  \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d1, float* d2, int n) {                  \
-    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                      \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d1, float* d2, int n) {                  \
-    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                      \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d1, float* d2, int n) {                  \
-    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                      \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d1, double* d2, int n) {               \
-    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K50>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                      \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d1, double* d2, int n) {               \
-    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K53>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+#define KEL_PAIRS_TWO_RESULTS_MEMBER(Func, T, K)                                                        \
+  KEL_API KelStatus Func(const T* s, T* d1, T* d2, int n) {                                             \
+    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
   }
+#define KEL_PAIRS_MEMBERS(Shape, Name, K32, K50, K53)  \
+  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A11, float, K32)  \
+  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A21, float, K32)  \
+  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A24, float, K32)  \
+  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_64f_A50, double, K50) \
+  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_64f_A53, double, K53)
+#define KEL_REAL_UNARY_PAIRS(Name, K32, K50, K53) KEL_PAIRS_MEMBERS(UNARY, Name, K32, K50, K53)
+#define KEL_REAL_TWO_RESULTS_PAIRS(Name, K32, K50, K53) KEL_PAIRS_MEMBERS(TWO_RESULTS, Name, K32, K50, K53)

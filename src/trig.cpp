@@ -356,25 +356,20 @@ struct MediumRange {
 using SinCosRange = MediumRange<0x41000000, 0x48000000>;  // 2^17
 using TanRange = MediumRange<0x40C90000, 0x46480000>;     // 12800
 
-template <class T>
-struct Sin {
+// Sine (kRowShift 0) and cosine (kRowShift 16, cos(x) = sin(x + pi/2)).
+template <class T, int kRowShift, int (*Element)(T, T*)>
+struct SinOrCos {
   static bool main_path(const T* p) { return SinCosRange::test(p); }
   [[gnu::always_inline]] static void main(T x, T* y) {
     const SinCosArg a = reduce_medium(x, 0.0, 0, _orxdSinCosHATab);
-    *y = static_cast<T>(sin_row(_orxdSinCosHATab, a.m & 63, a));
+    *y = static_cast<T>(sin_row(_orxdSinCosHATab, (a.m + kRowShift) & 63, a));
   }
-  static int element(T x, T* y) { return sin_element(x, y); }
+  static int element(T x, T* y) { return Element(x, y); }
 };
-
 template <class T>
-struct Cos {
-  static bool main_path(const T* p) { return SinCosRange::test(p); }
-  [[gnu::always_inline]] static void main(T x, T* y) {
-    const SinCosArg a = reduce_medium(x, 0.0, 0, _orxdSinCosHATab);
-    *y = static_cast<T>(sin_row(_orxdSinCosHATab, (a.m + 16) & 63, a));
-  }
-  static int element(T x, T* y) { return cos_element(x, y); }
-};
+using Sin = SinOrCos<T, 0, sin_element<T>>;
+template <class T>
+using Cos = SinOrCos<T, 16, cos_element<T>>;
 
 template <class T>
 struct SinCos {
