@@ -66,17 +66,26 @@ if(PROJECT_IS_TOP_LEVEL)
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${kelvm_deb_arch})
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${kelvm_runtime_pkg})
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-  set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
-      "vector elementary math for 32-bit x86, computed in the x87 unit\n"
-      " The shared library libkelvmpx.so.${PROJECT_VERSION}; it depends on no other library.")
-  # A shlibs file and the ldconfig trigger for the runtime package.
-  set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
+  set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "vector elementary math for 32-bit x86, computed in the x87 unit
+ The shared library libkelvmpx.so.${PROJECT_VERSION}; it depends on no other library.")
+  # A shlibs file and the ldconfig trigger for the package with the library.
+  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
   set(CPACK_DEBIAN_DEV_PACKAGE_NAME libkelvmpx-dev)
   set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
   set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${kelvm_runtime_pkg} (= ${PROJECT_VERSION}), libc6")
-  set(CPACK_DEBIAN_DEV_DESCRIPTION
-      "vector elementary math for 32-bit x86: development files and the kelvm tool\n"
-      " The header kelvm.h, the linker name libkelvmpx.so, pkg-config and CMake package\n"
-      " files, and kelvm, which calls any function of the library from the command line.")
+  set(CPACK_DEBIAN_DEV_DESCRIPTION "vector elementary math for 32-bit x86: development files and the kelvm tool
+ The header kelvm.h, the linker name libkelvmpx.so, pkg-config and CMake package
+ files, and kelvm, which calls any function of the library from the command line.")
+  # Packages hold the library in the multiarch directory, which GNUInstallDirs
+  # chooses when the build is configured with the prefix /usr; cpack checks it.
+  set(kelvm_pkg_libdir lib/${CMAKE_LIBRARY_ARCHITECTURE})
+  set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_BINARY_DIR}/CPackCheck.cmake)
+  file(WRITE ${CPACK_PROJECT_CONFIG_FILE} "
+if(NOT \"${CMAKE_INSTALL_LIBDIR}\" STREQUAL \"${kelvm_pkg_libdir}\")
+  message(FATAL_ERROR \"The packages put the library in /usr/${kelvm_pkg_libdir}, but this build \"
+                      \"installs it in <prefix>/${CMAKE_INSTALL_LIBDIR}: configure it with \"
+                      \"-DCMAKE_INSTALL_PREFIX=/usr to make packages.\")
+endif()
+")
   include(CPack)
 endif()

@@ -5,9 +5,11 @@
 #      pkg-config and a tiny CMake project built with find_package(kelvmpx),
 #      both run (under qemu-i386 where the kernel cannot run i386 programs),
 #      and the installed kelvm tool;
-#   2. unless --no-deb: the Debian packages made by CPack installed with dpkg,
-#      the same program built and run against them, then both removed and
-#      checked gone (needs root).
+#   2. unless --no-deb: a library-only build of the same configuration for
+#      the prefix /usr (packages hold the library in the multiarch directory),
+#      its Debian packages made by CPack and installed with dpkg, the same
+#      programs built and run against them, then both removed and checked gone
+#      (needs root).
 #
 #   scripts/install_trial.sh [--no-deb] [BUILD_DIR]     (default build/i386)
 set -eu
@@ -90,15 +92,22 @@ build_and_run prefix "$libdir/pkgconfig" -DCMAKE_PREFIX_PATH="$prefix"
 [ $deb = yes ] || { echo "install trial passed (prefix only)"; exit 0; }
 
 echo "=== Debian packages"
-quiet cpack --config "$build/CPackConfig.cmake" -B "$tmp/debs"
+cache() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
+toolchain=$(cache CMAKE_TOOLCHAIN_FILE)
+quiet cmake -S "$(cache CMAKE_HOME_DIRECTORY)" -B "$tmp/pkg" -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
+  -DKELVM_TESTS=OFF -DKELVM_BENCH=OFF ${toolchain:+-DCMAKE_TOOLCHAIN_FILE="$toolchain"}
+quiet cmake --build "$tmp/pkg" -j2
+quiet cpack --config "$tmp/pkg/CPackConfig.cmake" -B "$tmp/debs"
 for p in "$tmp"/debs/*.deb; do
-  echo "$(basename "$p"):"; dpkg-deb -f "$p" Package Architecture Version Depends; dpkg-deb -c "$p" | awk '{print "    " $6, $7, $8}'
+  echo "$(basename "$p"):"; dpkg-deb -f "$p" Package Architecture Version Depends
+  dpkg-deb -c "$p" | awk '$6 !~ /\/$/ {print "    " $6, $7, $8}'
 done
 run dpkg -i "$tmp"/debs/*.deb
 pkgs=$(for p in "$tmp"/debs/*.deb; do dpkg-deb -f "$p" Package; done)
-arch=$(dpkg-deb -f "$(ls "$tmp"/debs/*.deb | head -1)" Architecture)
-multiarch=$(dpkg-architecture -a"$arch" -qDEB_HOST_MULTIARCH 2>/dev/null || echo "")
-sysdir=/usr/lib/$multiarch
+runtime=$(for p in "$tmp"/debs/*.deb; do dpkg-deb -f "$p" Package; done | grep -v -- -dev)
+sysdir=$(dirname "$(dpkg -L "$runtime" | grep '/libkelvmpx\.so\.5\.2$')")
+multiarch=$(basename "$sysdir")
+echo "library installed in $sysdir"
 build_and_run deb "$sysdir/pkgconfig" -DCMAKE_PREFIX_PATH=/usr -DCMAKE_LIBRARY_ARCHITECTURE="$multiarch"
 # Installed in the system, the program runs without any library path.
 exe "$tmp/prog_pc_deb"

@@ -448,12 +448,13 @@ struct Outcome {
 // The bits of an element in hex, parts separated by a comma.
 template <class T>
 std::string hex(const T& x) {
+  using P = typename Real<T>::Part;
   std::string out;
-  for (size_t at = 0; at < sizeof x; at += sizeof(x) > 8 ? 8 : sizeof x) {
+  for (size_t at = 0; at < sizeof x; at += sizeof(P)) {
     uint64_t b = 0;
-    std::memcpy(&b, reinterpret_cast<const char*>(&x) + at, sizeof(x) > 8 ? 8 : sizeof x);
+    std::memcpy(&b, reinterpret_cast<const char*>(&x) + at, sizeof(P));
     char buf[24];
-    std::snprintf(buf, sizeof buf, "%s%0*" PRIx64, at ? "," : "", static_cast<int>(sizeof(x) == 8 || sizeof(x) == 16 ? 16 : 2 * sizeof x), b);
+    std::snprintf(buf, sizeof buf, "%s%0*" PRIx64, at ? "," : "", static_cast<int>(2 * sizeof(P)), b);
     out += buf;
   }
   return out;
