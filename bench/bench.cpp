@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <complex>
 #include <functional>
 #include <memory>
 
@@ -240,6 +241,26 @@ void register_scalar(const char* name, const char* family, T (*fn)(T)) {
   register_loop<T>(name, family, fn);
 }
 
+// glibc's complex functions in a loop, on the complex inputs the library's
+// benchmarks of the family use (parts from the family's range times 1e-5).
+template <class T, class Fn>
+void register_complex(const char* name, const char* family, Fn fn) {
+  const auto in = kelbench::make_inputs(kelbench::main_range(family, false), kMaxLen, 1);
+  auto src = std::make_shared<std::vector<std::complex<T>>>(in.size());
+  for (size_t i = 0; i < in.size(); ++i) (*src)[i] = {T(in[i] * 1e-5), T(in[in.size() - 1 - i] * 1e-5)};
+  auto dst = std::make_shared<std::vector<std::complex<T>>>(in.size());
+  auto body = [=](int n) {
+    for (int i = 0; i < n; ++i) (*dst)[i] = fn((*src)[i]);
+  };
+  auto* b = benchmark::RegisterBenchmark((std::string("glibc:") + name + "/main").c_str(),
+                                         [body](benchmark::State& s) { timed(s, body); });
+  for (int len : kLengths) b->Arg(len);
+}
+
+#define KEL_GLIBC_COMPLEX(fn, Family)                                                                  \
+  register_complex<double>("c" #fn, Family, [](const std::complex<double>& z) { return std::fn(z); }); \
+  register_complex<long double>("c" #fn "l", Family, [](const std::complex<long double>& z) { return std::fn(z); })
+
 double recip(double x) { return 1.0 / x; }
 float recipf(float x) { return 1.0f / x; }
 
@@ -298,6 +319,12 @@ void register_glibc() {
   register_scalar<double>("rint", "Rint", std::rint);
   register_scalar<double>("1/x", "Inv", recip);
   register_scalar<float>("1/xf", "Inv", recipf);
+  KEL_GLIBC_COMPLEX(asin, "Asin");
+  KEL_GLIBC_COMPLEX(acos, "Acos");
+  KEL_GLIBC_COMPLEX(atan, "Atan");
+  KEL_GLIBC_COMPLEX(asinh, "Asinh");
+  KEL_GLIBC_COMPLEX(acosh, "Acosh");
+  KEL_GLIBC_COMPLEX(atanh, "Atanh");
 }
 
 }  // namespace

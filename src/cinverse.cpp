@@ -4,22 +4,24 @@
 // precision on the long-double kernels; each part is rounded once to double.
 //
 // Arcsine and arccosine (Hull, Fairgrieve and Tang, ACM TOMS 23, 1997).  For
-// w = x + iy with x, y >= 0, r = |w + 1|, s = |w - 1| and A = (r + s)/2 >= 1:
-//   Re asin w = asin(x/A),  Re acos w = acos(x/A),  |Im| = ln(A + sqrt(A^2 - 1)).
-// Where x/A > 0.6417 the real parts come from atan2(x, D) and atan2(D, x),
-// D = sqrt((A + x)(A - x)); where A <= 1.5 the imaginary part is
-// log1p(A1 + sqrt(A1 (A + 1))), A1 = A - 1.  Both differences are written
-// without cancellation from r - (x + 1) = y^2/(r + x + 1) and
-// s -+ (x - 1) = y^2/(s +- (x - 1)), taking the sign that adds:
-//   x <= 1:  A - x = (y^2/(r + x + 1) + (s + 1 - x))/2,
-//            A - 1 = (y^2/(r + x + 1) + y^2/(s + 1 - x))/2;
-//   x > 1:   A - x = (y^2/(r + x + 1) + y^2/(s + x - 1))/2,
-//            A - 1 = (y^2/(r + x + 1) + (s + x - 1))/2.
-// The squares of doubles lie well inside the extended exponent range, so the
-// method needs none of its scaled regions for huge or tiny parts: r, s and A
-// cannot overflow even at DBL_MAX, y^2 of a subnormal y is a normal long
-// double, and every term is a sum of positive quantities.  Each part is good
-// to about ten units of 2^-64 relative before its rounding to double.
+// w = x + iy with x, y >= 0, r = |w + 1|, s = |w - 1|, A = (r + s)/2 >= 1 and
+// B = x/A, the point lies on the ellipse and hyperbola x = A B,
+// y^2 = (A^2 - 1)(1 - B^2), so with S = sqrt(A^2 - 1):
+//   Re asin w = atan2(x S, A y),  Re acos w = atan2(A y, x S),
+//   |Im| = ln(A + S) = log1p(A1 + S),  A1 = A - 1.
+// Near the segment [-1, 1] (A <= 1.5) A1 is written without cancellation
+// from r - (x + 1) = y^2/(r + x + 1) and s -+ (x - 1) = y^2/(s +- (x - 1)):
+//   x < 1:   A1 = (y^2/(r + x + 1) + y^2/(s + 1 - x))/2,
+//   x >= 1:  A1 = (y^2/(r + x + 1) + (s + x - 1))/2,
+// and S^2 = A1 (A + 1).  Every quantity is then known to a few units of
+// 2^-64 relative, and atan2 of two such numbers keeps that relative accuracy
+// whatever their ratio, so the real part needs none of the method's switch to
+// asin(B).  The squares of doubles lie well inside the extended exponent
+// range, so none of its scaled regions for huge or tiny parts are needed
+// either: r, s, A and x S cannot overflow even at DBL_MAX, and y^2 of a
+// subnormal y is a normal long double.  Both parts below 2^-12 take the odd
+// series of asin instead.  Each part is good to about ten units of 2^-64
+// relative before its rounding to double.
 //
 // Hyperbolic arctangent (Kahan, "Branch cuts for complex elementary
 // functions", 1987), for x, y >= 0:
@@ -53,7 +55,6 @@ constexpr long double kPi = 3.14159265358979323846264338327950288L;
 constexpr long double kHalfPi = kPi / 2;
 constexpr long double kQuarterPi = kPi / 4;
 constexpr long double kInf = __builtin_infl();
-constexpr long double kBCrossover = 0.6417L;  // above: real part by atan2
 constexpr long double kACrossover = 1.5L;     // below: imaginary part by log1p
 constexpr double kMinNormal = 0x1p-1022;
 
@@ -66,6 +67,21 @@ inline Kel64fc times_i(Kel64fc z) { return {negated(z.im), z.re}; }
 inline Kel64fc times_minus_i(Kel64fc z) { return {z.im, negated(z.re)}; }
 
 inline long double hypot_ld(long double a, long double b) { return orxsqrtl_scalar(a * a + b * b); }
+
+// Both parts below 2^-12: w + w^3 (c0 + c1 w^2 + c2 w^4) for w = x + iy, the
+// odd series of asin (1/6, 3/40, 5/112) or atanh (1/3, 1/5, 1/7) truncated
+// before its w^9 term, which is below 2^-92 relative.  Each part is its own
+// leading term plus corrections below 2^-22 of it.
+constexpr long double kTiny = 0x1p-12L;
+void odd_series(long double x, long double y, long double c0, long double c1, long double c2, long double* re,
+                long double* im) {
+  const long double u = (x - y) * (x + y), v = 2 * x * y;  // w^2
+  const long double pr = c1 + c2 * u, pi = c2 * v;
+  const long double qr = c0 + (u * pr - v * pi), qi = u * pi + v * pr;  // c0 + w^2 (c1 + c2 w^2)
+  const long double tr = u * qr - v * qi, ti = u * qi + v * qr;          // w^2 times that
+  *re = x + (x * tr - y * ti);
+  *im = y + (x * ti + y * tr);
+}
 
 // Real part and |imaginary part| of asin(x + iy) (Cosine false, x >= 0) or of
 // acos(x + iy) (Cosine true, x of either sign), for finite x and y >= 0.
@@ -87,25 +103,25 @@ void arcsine_finite(double xd, double yd, long double* re, long double* im) {
     *im = orxasinhl_scalar(y);
     return;
   }
+  if (ax < kTiny && y < kTiny) {
+    long double sr;
+    odd_series(ax, y, 1.0L / 6, 3.0L / 40, 5.0L / 112, &sr, im);
+    *re = Cosine ? kHalfPi - (is_negative(xd) ? -sr : sr) : sr;
+    return;
+  }
   const long double xp1 = ax + 1, xm1 = ax - 1, y2 = y * y;
   const long double r = hypot_ld(xp1, y), s = hypot_ld(xm1, y);
   const long double a = 0.5L * (r + s);
-  const long double rp = y2 / (r + xp1);  // r - (x + 1)
+  long double sa;  // sqrt(A^2 - 1)
   if (a <= kACrossover) {
-    const long double am1 = 0.5L * (rp + (ax < 1 ? y2 / (s - xm1) : s + xm1));
-    *im = orxlog1pl_scalar(am1 + orxsqrtl_scalar(am1 * (a + 1)));
+    const long double am1 = 0.5L * (y2 / (r + xp1) + (ax < 1 ? y2 / (s - xm1) : s + xm1));
+    sa = orxsqrtl_scalar(am1 * (a + 1));
+    *im = orxlog1pl_scalar(am1 + sa);
   } else {
-    *im = orxlogl_scalar(a + orxsqrtl_scalar((a - 1) * (a + 1)));
+    sa = orxsqrtl_scalar((a - 1) * (a + 1));
+    *im = orxlogl_scalar(a + sa);
   }
-  const long double b = ax / a;
-  if (b <= kBCrossover) {
-    *re = Cosine ? orxacosl_scalar(is_negative(xd) ? -b : b) : orxasinl_scalar(b);
-  } else {
-    const long double apx = a + ax;
-    const long double d = ax <= 1 ? orxsqrtl_scalar(0.5L * apx * (rp + (s - xm1)))
-                                  : y * orxsqrtl_scalar(0.5L * (apx / (r + xp1) + apx / (s + xm1)));
-    *re = Cosine ? orxatan2l_scalar(d, x) : orxatan2l_scalar(ax, d);
-  }
+  *re = Cosine ? orxatan2l_scalar(a * y, x * sa) : orxatan2l_scalar(ax * sa, a * y);
 }
 
 // The same for x or y infinite or NaN (y not negative).
@@ -174,6 +190,7 @@ Kel64fc acosh_kernel(Kel64fc z) {
 void arctanh(double xd, double yd, long double* re, long double* im) {
   if (is_finite(xd) && is_finite(yd)) {
     const long double x = xd, y = yd, y2 = y * y;
+    if (x < kTiny && y < kTiny) return odd_series(x, y, 1.0L / 3, 1.0L / 5, 1.0L / 7, re, im);
     const long double xm = 1 - x;
     *re = 0.25L * orxlog1pl_scalar(4 * x / (xm * xm + y2));  // atanh(1 + i0) = +inf, divide-by-zero
     *im = 0.5L * orxatan2l_scalar(2 * y, xm * (1 + x) - y2);
