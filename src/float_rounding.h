@@ -64,8 +64,18 @@ inline long double nearest_midpoint(long double v) {
 }
 
 // True when v, within bound units of its last bit of the exact value, rounds
-// to the same float as the exact value.
-inline bool settles(long double v, uint64_t bound) { return midpoint_distance(v) > bound; }
+// to the same float as the exact value.  In the normal float range (and
+// beyond: infinities have zero low bits) one unsigned test on the low 40
+// bits: |low - 2^39| > bound exactly when low - 2^39 + bound, taken modulo
+// 2^64, exceeds 2 bound.  Zeros and the subnormal range go out of line.
+[[gnu::noinline]] inline bool settles_tiny(long double v, uint64_t bound) { return midpoint_distance(v) > bound; }
+
+inline bool settles(long double v, uint64_t bound) {
+  const LdBits b = ld_bits(v);
+  if (ld_exponent(b) < kFloatMinNormalField) return settles_tiny(v, bound);
+  constexpr uint64_t kHalf = uint64_t{1} << (kFloatDroppedBits - 1);
+  return (b.m & low_mask(kFloatDroppedBits)) - (kHalf - bound) > 2 * bound;
+}
 
 // The neighbour of v one unit of its last bit towards the sign of dir.
 inline long double nudge(long double v, long double dir) {

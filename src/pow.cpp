@@ -2,18 +2,21 @@
 //
 // For finite x > 0 and finite y, x^y = e^t with t = y ln x.  ln x is
 // computed as an unevaluated sum of two extended-precision numbers with a
-// relative error near 2^-70 (log_dd below); t = th + tl comes from Dekker's
-// exact product of y and the head plus y times the tail, so its relative
-// error stays near 2^-70 as well; then x^y = e^th (1 + tl) with the
-// extended-precision exponential (0.505 ulp of its 64-bit significand) and one
+// relative error below 2^-74 from a 256-row table and a short polynomial, no
+// division (ln_pair below); t = th + tl comes from Dekker's exact product of
+// y and the head plus y times the tail; then e^t from the extended
+// exponential's 2^(j/256) table and a degree-6 polynomial (exp_pair), and one
 // rounding to the destination format.  Before that rounding the relative
-// error is below 2^-63 + |t| 2^-70 < 2^-62, so results are within 0.51 ulp in
-// double (measured 0.503 over 10^6 arguments, including the neighbourhoods of
-// overflow and underflow) and correctly rounded in all but rare float cases.
+// error is below 2^-62.5, so results are within 0.51 ulp in double (measured
+// MEASURED over 10^6 arguments, including the neighbourhoods of
+// overflow and underflow).
 //
 // The extended-precision steps need 64-bit significands, so each element runs
 // at 64-bit precision control (kel::frame::Extended) inside the real frame.
-// Float members run the same algorithm and round to float.
+// Float members run the same algorithm and are correctly rounded: a result
+// within kPowErrorUnits of a float midpoint goes to power_accurate, which
+// recognises exact powers from the operands and otherwise evaluates
+// e^(y ln x) in double length (float_rounding.h).
 //
 // Special elements follow C99: x^(+-0) = 1 and 1^y = 1 for every x and y,
 // NaNs included; otherwise a NaN operand gives a quiet NaN without a report.
@@ -24,12 +27,15 @@
 // with a finite non-integer y has no real power: NaN with the domain report.
 // Results that overflow are stored as +-inf with the overflow report; results
 // that round to a subnormal or zero are stored so and reported as underflow
-// unless they are exact (see power_of_magnitude).  Exact normal results such
+// unless the operands make them exact (see exact_power).  Exact normal results such
 // as 2^10 come out exactly but may raise inexact.
+#include <type_traits>
+
 #include "float_rounding.h"
 #include "frame.h"
 #include "ld.h"
 #include "ld_trig.h"
+#include "pow_log_data.h"
 
 KEL_NAME_OBJECT
 
@@ -56,56 +62,76 @@ inline bool is_nan(double v) { return (kel::bits(v) << 1) > (uint64_t{0x7FF} << 
 inline bool is_inf(double v) { return (kel::bits(v) << 1) == (uint64_t{0x7FF} << 53); }
 inline bool negative(double v) { return kel::bits(v) >> 63; }
 
-// ln x for finite x > 0 as an unevaluated sum hi + lo with a relative error
-// near 2^-70, in extended precision.  x = 2^k m with sqrt(1/2) <= m < sqrt(2);
-// ln m = 2 atanh(s) = 2 (s + s^3/3 + s^5/5 + ...), s = (m - 1)/(m + 1), with
-// |s| < 0.1716.  m - 1 and m + 1 are exact, s is carried as s_hi + s_lo (the
-// remainder of the division found with Dekker's product), and the series
-// beyond 2s, at most 1% of it, is summed in extended precision to s^29
-// (truncation below 2^-78 s).  k ln 2 uses a 32-bit head of ln 2, so k ln2_hi
-// is exact, and a tail good to 2^-86.
-struct LnSeries {
-  long double c[14];  // 1/3, 1/5, ..., 1/29, rounded by the compiler
-  constexpr LnSeries() : c() {
-    for (int n = 0; n < 14; ++n) c[n] = 1.0L / (2 * n + 3);
-  }
-};
-constexpr LnSeries kLnSeries;
-constexpr long double kLn2Hi = 0x1.62e42feep-1L;          // 32 bits
-constexpr long double kLn2Lo = 0x1.a39ef35793c7673p-33L;  // ln 2 - kLn2Hi
+// ln x for finite x > 0 as an unevaluated sum hi + lo, relative error below
+// 2^-74, without a division.  x = 2^k m with m in [1, 2), row j of the table
+// by the top eight fraction bits: u = m r_j - 1 is exact (53 by 11 bits) with
+// |u| <= 2^-8, and
+//   ln x = (k ln2_hi + hi_j) + u + (k ln2_lo + lo_j + (ln(1 + u) - u)),
+// where the first sum is exact (both on the 2^-40 grid) and at least as
+// large as u unless it is zero (rows 0 and 255 make it zero next to x = 1,
+// where ln x = u + ...: no cancellation anywhere).  ln(1 + u) - u is its
+// Taylor polynomial to u^9 (truncation below 2^-83), evaluated by Estrin's
+// scheme; its rounding errors and the table's (2^-94) stay below 2^-75
+// relative to ln x.
+constexpr long double kLogPoly[8] = {-1.0L / 2, 1.0L / 3, -1.0L / 4, 1.0L / 5, -1.0L / 6, 1.0L / 7, -1.0L / 8, 1.0L / 9};
 
-inline kel::ld::DD log_dd(long double x) {
-  const kel::LdBits b = kel::ld_bits(x);
-  int k = kel::ld_exponent(b) - kel::kLdBias;
-  long double m = kel::ld_from(b.m, kel::kLdBias);
-  if (m > 0x1.6a09e667f3bcc908p+0L) {  // sqrt(2)
-    m = m * 0.5L;
-    ++k;
+inline kel::ld::DD ln_pair(double x) {
+  using kel::pow_data::kPowLog;
+  uint64_t b = kel::bits(x);
+  int bias = 1023;
+  if ((b >> 52) == 0) {  // subnormal: scaled by 2^64 exactly
+    b = kel::bits(round_to<double>(x * 0x1p64L));
+    bias += 64;
   }
-  const long double num = m - 1.0L, den = m + 1.0L;
-  const long double s_hi = num / den;
-  const kel::ld::DD p = kel::ld::two_prod(s_hi, den);
-  const long double s_lo = ((num - p.hi) - p.lo) / den;
-  const long double z = s_hi * s_hi;
-  long double series = kLnSeries.c[13];
-  for (int n = 12; n >= 0; --n) series = kLnSeries.c[n] + z * series;
-  const long double tail = 2.0L * (s_lo * (1.0L + z) + s_hi * z * series);
+  const int k = static_cast<int>(b >> 52) - bias;
+  const kel::pow_data::LogRow& row = kPowLog.rows[(b >> 44) & 0xFF];
+  const long double m = kel::double_from_bits((b & ((uint64_t{1} << 52) - 1)) | (uint64_t{1023} << 52));
+  const long double u = m * row.r - 1.0L;
+  const long double u2 = u * u, u4 = u2 * u2;
+  const long double* c = kLogPoly;
+  const long double poly = u2 * ((c[0] + u * c[1]) + u2 * (c[2] + u * c[3])) +
+                           (u4 * u2) * ((c[4] + u * c[5]) + u2 * (c[6] + u * c[7]));
   const long double fk = k;
-  const kel::ld::DD head = kel::ld::two_sum(fk * kLn2Hi, 2.0L * s_hi);
-  return kel::ld::fast_two_sum(head.hi, head.lo + (tail + fk * kLn2Lo));
+  const kel::ld::DD s = kel::ld::fast_two_sum(fk * kPowLog.ln2_hi + row.hi, u);
+  return kel::ld::fast_two_sum(s.hi, s.lo + ((fk * kPowLog.ln2_lo + row.lo) + poly));
+}
+
+// e^t for t = th + tl (|tl| <= 2^-63 |th|), in extended precision, relative
+// error below 2^-63 plus the rounding of the sum at the end.  t = n ln2/256 +
+// r with |r| <= ln2/512 (plus tl): th - n L1 is exact (L1 has 29 bits,
+// |n| < 2^20), then the small corrections; e^t = 2^m 2^(j/256) e^r with
+// n = 256 m + j, 2^(j/256) = T + T' from the extended exponential's table,
+// e^r - 1 = r + r^2 P(r) of degree 6 (truncation below 2^-78).  Beyond
+// |th| = 2048 every format overflows or underflows: 2^+-3000 stands in.
+constexpr double kInvLn2_256 = 0x1.71547652b82fep+8;
+constexpr double kLn2_256[2] = {0x1.62e42ffp-9, -0x1.718432a1b0e26p-43};
+constexpr double kExpPoly[5] = {0x1p-1, 0x1.5555555555405p-3, 0x1.555555555541dp-5, 0x1.111116887cd7cp-7,
+                                0x1.6c16c87372663p-10};
+
+inline long double exp_pair(kel::ld::DD t) {
+  constexpr long double kShifter = 0x1.8p63L;  // adding it rounds to an integer
+  if (!(t.hi < 2048.0L && t.hi > -2048.0L)) return t.hi > 0 ? 0x1p3000L : 0x1p-3000L;
+  const long double shifted = t.hi * kInvLn2_256 + kShifter;
+  const int32_t n = static_cast<int32_t>(static_cast<uint32_t>(kel::ld_bits(shifted).m));
+  const long double fn = shifted - kShifter;
+  const long double r = ((t.hi - fn * kLn2_256[0]) - fn * kLn2_256[1]) + t.lo;
+  const int j = static_cast<int8_t>(n & 0xFF);
+  const long double T = orx_orx_expl_table_256[128 + j][0], Tl = orx_orx_expl_table_256[128 + j][1];
+  const long double r2 = r * r;
+  const double* c = kExpPoly;
+  const long double p = r + r2 * ((c[0] + r * c[1]) + r2 * ((c[2] + r * c[3]) + r2 * c[4]));
+  const long double v = T + (Tl + (T + Tl) * p);
+  return v * kel::ld_pow2_field((n - j) / 256 + kel::kLdBias);
 }
 
 // |x|^y for finite nonzero x and finite nonzero y, in extended precision:
-// e^th (1 + tl) with th + tl = y ln x.  Beyond |th| = 2^14 the exponential is
-// 0 or infinite in every format and tl (up to 2^-50 |th|) must not touch it.
+// e^(y ln x) with y ln x = th + tl by Dekker's product.  Relative error below
+// 2^-62.5 (|y ln x| < 2^11 contributes at most 2^-64).
 inline long double power_of_magnitude(double ax, double y) {
-  constexpr long double kBeyondRange = 0x1p14L;
-  const long double axe = ax, ye = y;
-  const kel::ld::DD l = log_dd(axe);
+  const kel::ld::DD l = ln_pair(ax);
+  const long double ye = y;
   const kel::ld::DD p = kel::ld::two_prod(ye, l.hi);
-  const kel::ld::DD t = kel::ld::fast_two_sum(p.hi, p.lo + ye * l.lo);
-  if (t.hi > kBeyondRange || t.hi < -kBeyondRange) return orxexpl_scalar(t.hi);
-  return orxexpl_scalar(t.hi) * (1.0L + t.lo);
+  return exp_pair(kel::ld::fast_two_sum(p.hi, p.lo + ye * l.lo));
 }
 
 // v = odd 2^exp for a finite nonzero double v (sign ignored).
@@ -197,9 +223,35 @@ int store_power(long double r, bool exact, T* out) {
   return kelStatusNoError;
 }
 
-// The element kernel for both formats: float operands are widened exactly.
+// Below the smallest normal of T the operands decide whether the power is
+// exact (and then unreported); overflow and underflow are reported here.
 template <class T>
-int pow_element(T xt, T yt, T* out) {
+[[gnu::noinline]] int store_beyond_normal(long double r, bool exact, double ax, double y, bool minus, T* out) {
+  constexpr long double kMinNormal = sizeof(T) == 8 ? 0x1p-1022L : 0x1p-126L;
+  if (!exact && r < kMinNormal) exact = exact_power(ax, y, &r);
+  return store_power(minus ? -r : r, exact, out);
+}
+
+// |x|^y, negated when minus is set, stored to *out with its report.  Float
+// results next to a float midpoint are settled by power_accurate.
+template <class T>
+inline int power_element(double ax, double y, bool minus, T* out) {
+  constexpr long double kMinNormal = sizeof(T) == 8 ? 0x1p-1022L : 0x1p-126L;
+  constexpr long double kMax = sizeof(T) == 8 ? 0x1.fffffffffffffp1023L : 0x1.fffffep127L;
+  long double r = power_of_magnitude(ax, y);
+  bool exact = false;
+  if constexpr (sizeof(T) == 4) {
+    if (!kel::fr::settles(r, kPowErrorUnits)) r = power_accurate(ax, y, &exact);
+  }
+  if (!(r >= kMinNormal && r <= kMax)) return store_beyond_normal(r, exact, ax, y, minus, out);
+  *out = static_cast<T>(minus ? -r : r);  // the store rounds
+  return kelStatusNoError;
+}
+
+// Every element that is not a finite positive x with a finite y: C99's
+// special cases and negative bases.
+template <class T>
+[[gnu::noinline]] int pow_special(T xt, T yt, T* out) {
   const double x = xt, y = yt;
   const double inf = __builtin_inf();
   if (kel::is_zero(y) || x == 1.0) {
@@ -235,19 +287,24 @@ int pow_element(T xt, T yt, T* out) {
     *out = minus ? -magnitude : magnitude;
     return kelStatusNoError;
   }
-  if (negative(x) && p == Parity::kNone) {
+  if (p == Parity::kNone) {  // x < 0
     *out = round_to<T>(kel::opaque(static_cast<long double>(inf)) * kel::opaque(0.0L));  // NaN, invalid
     return kelStatusDomain;
   }
-  const double ax = negative(x) ? -x : x;
-  long double r = power_of_magnitude(ax, y);
-  bool exact = false;
-  if constexpr (sizeof(T) == 4) {
-    if (!kel::fr::settles(r, kPowErrorUnits)) r = power_accurate(ax, y, &exact);
-  }
-  constexpr long double kMinNormal = sizeof(T) == 8 ? 0x1p-1022L : 0x1p-126L;
-  if (!exact && r < kMinNormal) exact = exact_power(ax, y, &r);
-  return store_power(negative(x) && odd ? -r : r, exact, out);
+  return power_element(-x, y, odd, out);
+}
+
+// The element kernel for both formats: float operands are widened exactly.
+// One integer test sends everything but a finite positive x (subnormals
+// included) with a finite y to pow_special; x = 1 and y = 0 need no case of
+// their own on the main path (ln 1 = 0 and e^0 = 1 exactly).
+template <class T>
+int pow_element(T xt, T yt, T* out) {
+  using Bits = std::conditional_t<sizeof(T) == 8, uint64_t, uint32_t>;
+  constexpr Bits kInf = sizeof(T) == 8 ? Bits{0x7FF} << 52 : Bits{0xFF} << 23;
+  const Bits bx = kel::bits(xt), by = kel::bits(yt);
+  if (bx - 1 < kInf - 1 && (by & (kInf | (kInf - 1))) < kInf) return power_element(xt, yt, false, out);
+  return pow_special(xt, yt, out);
 }
 
 }  // namespace
