@@ -300,13 +300,15 @@ struct Lcg {
 };
 
 // Special patterns of a format with B-bit encodings.  Values that mark a
-// threshold come with both neighbours.
+// threshold come with both signs and both neighbours in magnitude.
 template <class B>
 std::vector<B> special_patterns(std::initializer_list<B> exact, std::initializer_list<B> thresholds) {
   std::vector<B> v(exact);
   const B sign = B(1) << (8 * sizeof(B) - 1);
-  for (const B t : thresholds)
+  for (const B signed_t : thresholds) {
+    const B t = signed_t & ~sign;
     for (const B s : {B(0), sign}) v.insert(v.end(), {B((t - 1) | s), B(t | s), B((t + 1) | s)});
+  }
   return v;
 }
 
