@@ -55,7 +55,7 @@ constexpr long double kPi = 3.14159265358979323846264338327950288L;
 constexpr long double kHalfPi = kPi / 2;
 constexpr long double kQuarterPi = kPi / 4;
 constexpr long double kInf = __builtin_infl();
-constexpr long double kACrossover = 1.5L;     // below: imaginary part by log1p
+constexpr long double kACrossover = 1.5L;  // below: imaginary part by log1p
 constexpr double kMinNormal = 0x1p-1022;
 
 // v with the sign of s; a NaN keeps its own sign.
@@ -78,7 +78,7 @@ void odd_series(long double x, long double y, long double c0, long double c1, lo
   const long double u = (x - y) * (x + y), v = 2 * x * y;  // w^2
   const long double pr = c1 + c2 * u, pi = c2 * v;
   const long double qr = c0 + (u * pr - v * pi), qi = u * pi + v * pr;  // c0 + w^2 (c1 + c2 w^2)
-  const long double tr = u * qr - v * qi, ti = u * qi + v * qr;          // w^2 times that
+  const long double tr = u * qr - v * qi, ti = u * qi + v * qr;         // w^2 times that
   *re = x + (x * tr - y * ti);
   *im = y + (x * ti + y * tr);
 }
