@@ -50,13 +50,13 @@ using kel::cplx::is_finite;
 using kel::cplx::is_inf;
 using kel::cplx::is_nan;
 using kel::cplx::is_negative;
+using kel::cplx::underflow_checked;
 
 constexpr long double kPi = 3.14159265358979323846264338327950288L;
 constexpr long double kHalfPi = kPi / 2;
 constexpr long double kQuarterPi = kPi / 4;
 constexpr long double kInf = __builtin_infl();
 constexpr long double kACrossover = 1.5L;  // below: imaginary part by log1p
-constexpr double kMinNormal = 0x1p-1022;
 
 // v with the sign of s; a NaN keeps its own sign.
 inline double signed_like(double v, double s) { return is_nan(v) ? v : kel::cplx::with_sign_of(v, s); }
@@ -155,26 +155,19 @@ void arcsine(double x, double y, long double* re, long double* im) {
   }
 }
 
-Kel64fc finish(Kel64fc r) {
-  if (kel::cplx::is_subnormal(r.re) || kel::cplx::is_subnormal(r.im)) {
-    kel::raise_by_store<double>(kel::opaque(kMinNormal) * kel::opaque(kMinNormal));
-  }
-  return r;
-}
-
 // asinh(x + iy) = i asin(y - ix): with asin(|y| + i|x|) = u + iv,
 // asinh z = (v with the sign of x, u with the sign of y).
 Kel64fc asinh_kernel(Kel64fc z) {
   long double u, v;
   arcsine<false>(__builtin_fabs(z.im), __builtin_fabs(z.re), &u, &v);
-  return finish({signed_like(round_to<double>(v), z.re), signed_like(round_to<double>(u), z.im)});
+  return underflow_checked({signed_like(round_to<double>(v), z.re), signed_like(round_to<double>(u), z.im)});
 }
 
 // acos(x + iy) = u - iv with the sign of y on v, u in [0, pi].
 Kel64fc acos_kernel(Kel64fc z) {
   long double u, v;
   arcsine<true>(z.re, __builtin_fabs(z.im), &u, &v);
-  return finish({round_to<double>(u), signed_like(round_to<double>(v), negated(z.im))});
+  return underflow_checked({round_to<double>(u), signed_like(round_to<double>(v), negated(z.im))});
 }
 
 // acosh z = v + iu with the sign of y on u (acos z = u -+ iv); a NaN y gives
@@ -183,7 +176,7 @@ Kel64fc acosh_kernel(Kel64fc z) {
   long double u, v;
   arcsine<true>(z.re, __builtin_fabs(z.im), &u, &v);
   const double im = is_nan(z.im) ? round_to<double>(static_cast<long double>(z.im) + u) : round_to<double>(u);
-  return finish({round_to<double>(v), signed_like(im, z.im)});
+  return underflow_checked({round_to<double>(v), signed_like(im, z.im)});
 }
 
 // atanh of x + iy for x, y >= 0 (magnitudes of the parts).
@@ -209,7 +202,7 @@ void arctanh(double xd, double yd, long double* re, long double* im) {
 Kel64fc atanh_kernel(Kel64fc z) {
   long double re, im;
   arctanh(__builtin_fabs(z.re), __builtin_fabs(z.im), &re, &im);
-  return finish({signed_like(round_to<double>(re), z.re), signed_like(round_to<double>(im), z.im)});
+  return underflow_checked({signed_like(round_to<double>(re), z.re), signed_like(round_to<double>(im), z.im)});
 }
 
 Kel64fc asin_kernel(Kel64fc z) { return times_minus_i(asinh_kernel(times_i(z))); }

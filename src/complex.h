@@ -23,6 +23,15 @@ inline bool is_subnormal(double x) {
   return (high_word(x) & 0x7FF00000) == 0 && (bits(x) & 0x000FFFFFFFFFFFFFull) != 0;
 }
 
+// The kernels' last step: a nonzero subnormal double part raises underflow
+// (its store raised none if it was exact).
+inline Kel64fc underflow_checked(Kel64fc r) {
+  if (is_subnormal(r.re) || is_subnormal(r.im)) {
+    raise_by_store<double>(opaque(0x1p-1022) * opaque(0x1p-1022));
+  }
+  return r;
+}
+
 inline Kel32fc narrow(Kel64fc r) {
   const Kel32fc out = {round_to<float>(r.re), round_to<float>(r.im)};
   if (is_subnormal(out.re) || is_subnormal(out.im)) {
