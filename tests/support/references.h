@@ -36,6 +36,9 @@ int ref_round(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);      // halves away fr
 int ref_nearbyint(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);  // halves to even (round-to-nearest mode)
 int ref_modf_int(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);   // integral part, +-Inf for +-Inf
 int ref_modf_frac(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);  // fraction with the sign of x, +-0 for +-Inf
+// Complex tangents in time independent of the argument (MPC's grow as e^|x|).
+int ref_ctanh(mpc_ptr r, mpc_srcptr z, mpc_rnd_t rnd);
+int ref_ctan(mpc_ptr r, mpc_srcptr z, mpc_rnd_t rnd);
 
 // How an exported function takes its arguments.
 enum class Shape {

@@ -1,0 +1,156 @@
+// Complex hyperbolic cosine, sine and tangent, and the circular ones through
+// them, in x87 extended precision; each part is rounded once to double.
+//
+//   cosh(x + iy) = cosh x cos y + i sinh x sin y
+//   sinh(x + iy) = sinh x cos y + i cosh x sin y
+//   tanh(x + iy) = (b s rho + i t) / (1 + b s^2),  t = tan y, b = 1 + t^2,
+//                  s = sinh x, rho = cosh x = sqrt(1 + s^2)   (Kahan)
+//
+// sinh x and cosh x come from one exponential (kel::ld::sinh_cosh), cos y and
+// sin y from orxsincosl_scalar, which reduces any double exactly; all are good
+// to a few ulp of the 64-bit significand, so each part is within
+// 0.5 + 2^-9 ulp of double before its one rounding.  The extended exponent
+// range holds cosh x up to |x| = 11356, so parts that are finite doubles (say
+// cosh 715 times a small sin y) never overflow on the way: e^|x| needs no
+// scaling until it overflows the extended range itself, and then every
+// nonzero product overflows the double range too.  No quotient in Kahan's
+// formula cancels.  For |x| >= 23, where 1 - |tanh x| < 2^-65, the tangent is
+// sign(x) + i 4 sin y cos y e^(-2|x|), a relative change below 2^-64 that
+// needs no s^2 (which would overflow from |x| = 5600 on).
+//
+// The circular functions are the hyperbolic ones at iz:
+//   cos z = cosh(iz),  sin z = -i sinh(iz),  tan z = -i tanh(iz),
+// each multiplication by +-i a swap of the parts and the negation of one (a
+// NaN keeps its sign), so they share every bound and special value.
+//
+// Special values are those of C99 Annex G (G.6.2.4-6) with exact conj and
+// odd/even symmetry.  Where Annex G leaves a sign open: the zero part of
+// ccosh(+-0 + i inf/NaN), ccosh(NaN +- i0) and ccosh(+-0 +- i0) carries the
+// sign of x times y; csinh(+-0 + i inf/NaN) = (+-0, NaN) keeps the sign of x;
+// csinh(+-inf + i inf/NaN) = (+-inf, NaN); ctanh(+-inf + i inf/NaN) has the
+// zero imaginary part of y's sign; ccosh(+-inf +- i inf) is (inf, NaN) with
+// the sign of x times y on the infinity, as MPC gives it (even, but the one
+// case where conjugation does not commute).  A nonzero subnormal part raises
+// underflow.
+#include "complex.h"
+#include "complex_bits.h"
+#include "hyperbolicl.h"
+
+namespace {
+
+using kel::is_zero;
+using kel::round_to;
+using kel::cplx::is_finite;
+using kel::cplx::is_inf;
+using kel::cplx::is_nan;
+using kel::cplx::is_negative;
+using kel::cplx::with_sign_of;
+
+constexpr double kMinNormal = 0x1p-1022;
+constexpr double kTanhSaturation = 23.0;  // 2 e^-46 = 2^-65.4
+
+inline double signed_zero(bool negative) { return negative ? -0.0 : 0.0; }
+inline double negated(double v) { return is_nan(v) ? v : kel::double_from_bits(kel::bits(v) ^ (1ull << 63)); }
+
+// Rounds each part once to double; a nonzero subnormal part raises underflow
+// (an exact subnormal store would not).
+inline Kel64fc finish(long double re, long double im) {
+  const Kel64fc r = {round_to<double>(re), round_to<double>(im)};
+  if (kel::cplx::is_subnormal(r.re) || kel::cplx::is_subnormal(r.im)) {
+    kel::raise_by_store<double>(kel::opaque(kMinNormal) * kel::opaque(kMinNormal));
+  }
+  return r;
+}
+
+// cosh (Sinh false) or sinh (Sinh true) of x + iy.
+template <bool Sinh>
+Kel64fc cosh_sinh(Kel64fc z) {
+  const double x = z.re, y = z.im;
+  if (__builtin_expect(!is_finite(y), 0)) {
+    const long double undefined = static_cast<long double>(y) - y;  // NaN, invalid for an infinite y
+    if (is_nan(x)) return finish(static_cast<long double>(x) + y, static_cast<long double>(x) + y);
+    if (is_zero(x)) {
+      // The part that carries sinh(+-0) = +-0 stays a zero.
+      if (Sinh) return finish(x, undefined);
+      return finish(undefined, signed_zero(is_negative(x) != is_negative(y)));
+    }
+    if (is_inf(x)) {
+      if (Sinh) return finish(x, undefined);
+      const bool minus = is_inf(y) && is_negative(x) != is_negative(y);
+      return finish(minus ? -__builtin_inf() : __builtin_inf(), undefined);
+    }
+    return finish(undefined, undefined);
+  }
+  if (is_zero(y)) {
+    // cosh(x +- i0) = (cosh x, +-0 sinh x), sinh(x +- i0) = (sinh x, +-0).
+    const kel::ld::SinhCosh h = kel::ld::sinh_cosh(x);
+    if (Sinh) return finish(h.sinh, y);
+    return finish(h.cosh, signed_zero(is_negative(x) != is_negative(y)));
+  }
+  if (__builtin_expect(is_nan(x), 0)) return finish(x, x);
+  // x finite or infinite (sinh_cosh gives +-inf, +inf), y finite nonzero, so
+  // sin y and cos y are nonzero and no infinity meets a zero.
+  const kel::ld::SinhCosh h = kel::ld::sinh_cosh(x);
+  long double sn, cs;
+  orxsincosl_scalar(y, &sn, &cs);
+  if (Sinh) return finish(h.sinh * cs, h.cosh * sn);
+  return finish(h.cosh * cs, h.sinh * sn);
+}
+
+Kel64fc tanh_kernel(Kel64fc z) {
+  const double x = z.re, y = z.im;
+  if (__builtin_expect(!is_finite(x) || !is_finite(y), 0)) {
+    if (is_inf(x)) {
+      // tanh(+-inf + iy) = +-1 + i0 sin 2y; +-1 +- i0 for an infinite or NaN y.
+      bool minus = is_negative(y);
+      if (is_finite(y) && !is_zero(y)) {
+        long double sn, cs;
+        orxsincosl_scalar(y, &sn, &cs);
+        minus = (sn < 0) != (cs < 0);
+      }
+      return finish(is_negative(x) ? -1.0 : 1.0, signed_zero(minus));
+    }
+    if (is_nan(x) && is_zero(y)) return finish(x, y);
+    // x NaN or finite with y infinite or NaN: NaN + i NaN (invalid for an
+    // infinite y beside a finite x).
+    const long double nan = is_nan(x) ? static_cast<long double>(x) + y : static_cast<long double>(y) - y;
+    return finish(nan, nan);
+  }
+  long double sn, cs;
+  if (kel::cplx::exponent_field(x) >= 0x403 && __builtin_fabs(x) >= kTanhSaturation) {  // |x| >= 23
+    orxsincosl_scalar(y, &sn, &cs);
+    const long double re = kel::opaque(1.0L) - 0x1p-100L;  // 1, inexact
+    const long double e = orxexpl_scalar(-2.0L * __builtin_fabs(x));
+    return finish(is_negative(x) ? -re : re, 4.0L * (sn * cs) * e);
+  }
+  const long double t = orxtanl_scalar(y);
+  const long double b = 1.0L + t * t;
+  const kel::ld::SinhCosh h = kel::ld::sinh_cosh(x);
+  const long double bs = b * h.sinh;
+  const long double d = 1.0L + bs * h.sinh;
+  return finish((bs * h.cosh) / d, t / d);
+}
+
+// i w = -Im w + i Re w; -i w = Im w - i Re w.
+inline Kel64fc times_i(Kel64fc w) { return {negated(w.im), w.re}; }
+inline Kel64fc times_minus_i(Kel64fc w) { return {w.im, negated(w.re)}; }
+
+Kel64fc cos_kernel(Kel64fc z) { return cosh_sinh<false>(times_i(z)); }
+Kel64fc sin_kernel(Kel64fc z) { return times_minus_i(cosh_sinh<true>(times_i(z))); }
+Kel64fc tan_kernel(Kel64fc z) { return times_minus_i(tanh_kernel(times_i(z))); }
+
+}  // namespace
+
+KEL_API Kel64fc orxccosh_scalar(Kel64fc z) { return kel::cplx::entry<cosh_sinh<false>>(z); }
+KEL_API Kel64fc orxcsinh_scalar(Kel64fc z) { return kel::cplx::entry<cosh_sinh<true>>(z); }
+KEL_API Kel64fc orxctanh_scalar(Kel64fc z) { return kel::cplx::entry<tanh_kernel>(z); }
+KEL_API Kel64fc orxccos_scalar(Kel64fc z) { return kel::cplx::entry<cos_kernel>(z); }
+KEL_API Kel64fc orxcsin_scalar(Kel64fc z) { return kel::cplx::entry<sin_kernel>(z); }
+KEL_API Kel64fc orxctan_scalar(Kel64fc z) { return kel::cplx::entry<tan_kernel>(z); }
+
+KEL_COMPLEX_UNARY(Cosh, orxccosh_scalar)
+KEL_COMPLEX_UNARY(Sinh, orxcsinh_scalar)
+KEL_COMPLEX_UNARY(Tanh, orxctanh_scalar)
+KEL_COMPLEX_UNARY(Cos, orxccos_scalar)
+KEL_COMPLEX_UNARY(Sin, orxcsin_scalar)
+KEL_COMPLEX_UNARY(Tan, orxctan_scalar)
