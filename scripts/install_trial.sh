@@ -8,7 +8,7 @@
 #   2. unless --no-deb: a library-only build of the same configuration for
 #      the prefix /usr (packages hold the library in the multiarch directory),
 #      its Debian packages made by CPack and installed with dpkg, the same
-#      programs built and run against them, then both removed and checked gone
+#      programs built and run against them, then both purged and checked gone
 #      (needs root).
 #
 #   scripts/install_trial.sh [--no-deb] [BUILD_DIR]     (default build/i386)
@@ -114,9 +114,9 @@ exe "$tmp/prog_pc_deb"
 exe /usr/bin/kelvm --cw 0x7f Exp 1
 man -w kelvm >/dev/null || fail "no manual page for kelvm"
 # shellcheck disable=SC2086
-run dpkg -r $pkgs
+run dpkg --purge $pkgs
 for p in $pkgs; do
-  if dpkg-query -W -f='${Status}\n' "$p" 2>/dev/null | grep -q 'install ok installed'; then fail "$p still installed"; fi
+  ! dpkg-query -W "$p" >/dev/null 2>&1 || fail "$p still known to dpkg: $(dpkg-query -W -f='${Status}' "$p")"
 done
 for f in /usr/include/kelvm.h /usr/bin/kelvm "$sysdir/libkelvmpx.so.5.2" "$sysdir/libkelvmpx.so" "$sysdir/pkgconfig/kelvmpx.pc"; do
   [ ! -e "$f" ] || fail "$f left behind"
