@@ -64,17 +64,22 @@ inline long double nearest_midpoint(long double v) {
 }
 
 // True when v, within bound units of its last bit of the exact value, rounds
-// to the same float as the exact value.  In the normal float range (and
-// beyond: infinities have zero low bits) one unsigned test on the low 40
-// bits: |low - 2^39| > bound exactly when low - 2^39 + bound, taken modulo
-// 2^64, exceeds 2 bound.  Zeros and the subnormal range go out of line.
+// to the same float as the exact value.  The test runs on v rounded to double
+// (a store whose bits forward to an integer load, unlike an 80-bit store):
+// with bound below 2^9 units, that double d lies within one double ulp of the
+// exact value, so the rounding is settled unless the 29 bits a normal float
+// drops from d are within one of 2^28 (one unsigned comparison).  Zeros and
+// the subnormal float range go out of line to the exact distance.
 [[gnu::noinline]] inline bool settles_tiny(long double v, uint64_t bound) { return midpoint_distance(v) > bound; }
 
-inline bool settles(long double v, uint64_t bound) {
-  const LdBits b = ld_bits(v);
-  if (ld_exponent(b) < kFloatMinNormalField) return settles_tiny(v, bound);
-  constexpr uint64_t kHalf = uint64_t{1} << (kFloatDroppedBits - 1);
-  return (b.m & low_mask(kFloatDroppedBits)) - (kHalf - bound) > 2 * bound;
+template <uint64_t Bound>
+inline bool settles(long double v) {
+  static_assert(Bound < 512, "the double screen needs the error within half a double ulp");
+  uint64_t d;
+  const double vd = static_cast<double>(v);
+  __builtin_memcpy(&d, &vd, sizeof d);
+  if (((d >> 52) & 0x7FF) < 1023 - 126) return settles_tiny(v, Bound);
+  return (d & 0x1FFFFFFF) - 0x0FFFFFFF > 2;
 }
 
 // The neighbour of v one unit of its last bit towards the sign of dir.

@@ -101,7 +101,7 @@ int atan2_element(T yt, T xt, T* out) {
   }
   long double r = orxatan2l_scalar(y, x);
   if constexpr (sizeof(T) == 4) {
-    if (!kel::fr::settles(r, kAtan2ErrorUnits) && !kel::is_zero(y) && !kel::is_zero(x) && !kel::is_inf_or_nan(y) &&
+    if (!kel::fr::settles<kAtan2ErrorUnits>(r) && !kel::is_zero(y) && !kel::is_zero(x) && !kel::is_inf_or_nan(y) &&
         !kel::is_inf_or_nan(x))
       r = atan2_accurate(y, x);
   }

@@ -241,7 +241,7 @@ inline int power_element(double ax, double y, bool minus, T* out) {
   long double r = power_of_magnitude(ax, y);
   bool exact = false;
   if constexpr (sizeof(T) == 4) {
-    if (!kel::fr::settles(r, kPowErrorUnits)) r = power_accurate(ax, y, &exact);
+    if (!kel::fr::settles<kPowErrorUnits>(r)) r = power_accurate(ax, y, &exact);
   }
   if (!(r >= kMinNormal && r <= kMax)) return store_beyond_normal(r, exact, ax, y, minus, out);
   *out = static_cast<T>(minus ? -r : r);  // the store rounds

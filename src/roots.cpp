@@ -34,6 +34,10 @@
 //              g += (m' - g^2) y/2.  The store produces the overflow (result
 //              +Inf, reported) and the subnormal rounding.
 //
+// Float hypotenuse.  A long-double value within kHypotErrorUnits of a float
+// midpoint is settled exactly (settle_hypot), so every float member is
+// correctly rounded.
+//
 // Exact results.  Perfect cubes and powers of two come out exact (a result
 // representable in the format is within far less than half an ulp of the
 // long-double value).  A subnormal hypotenuse that is exactly representable
@@ -257,7 +261,7 @@ int hypot_element(T a, T b, T* y) {
   if constexpr (sizeof(T) == 8) {
     if (v < F::kMinNormal) v = exact_tiny_hypot<T>(v, ba, bb);
   } else {
-    if (!kel::fr::settles(v, kHypotErrorUnits)) v = settle_hypot(v, la, lb);
+    if (!kel::fr::settles<kHypotErrorUnits>(v)) v = settle_hypot(v, la, lb);
   }
   const T out = kel::round_to<T>(v);
   *y = out;
