@@ -1,0 +1,226 @@
+// Complex power orxcpow_scalar(x, y) = x^y (principal value), and the Pow and
+// Powx complex families.
+//
+// Method, for finite nonzero x = a + ib and finite nonzero y = c + id:
+//   L = ln(a^2 + b^2)   (a^2 + b^2 as an exact Dekker sum, L in double length,
+//                        so |x| near 1 loses nothing),
+//   A = arg x in degrees (exact at multiples of 45), A' = arg x in radians;
+//   |x^y|   = e^(L c / 2 - A' d)                      (one exponential),
+//   arg x^y = L d / 2 radians + A c degrees,
+// the radian part by sincosl with a low-part correction, the degree part
+// reduced exactly modulo 360 and 90 before it becomes radians, and the two
+// combined by the sum formulas.  Every product that feeds the exponential or
+// an angle is a Dekker product, so the exponent and the angle carry absolute
+// errors near 2^-64 (|A c| 2^-63 for the degree part, whose A is rounded to
+// 64 bits); each part is then rounded once to double.  Error: within 1 ulp
+// normwise while the angle stays below 2^10 radians (measured 0.5x; see
+// tests/cpow_test.cpp), growing with |A c| 2^-63 beyond.
+//
+// Exact cases.  y real with 2 <= y <= 64 an integer: left-to-right powering
+// with Dekker products, kept when every product and sum is exact in 64 bits
+// ((1+i)^2 = 2i, (2+3i)^3 = -46+9i).  y = 1 gives x.  y real and x on an axis:
+// the modulus is the real long-double power of the nonzero part (2^10 = 1024
+// + 0i) and the angle A c is a multiple of 90 degrees exactly when the result
+// lies on an axis (i^2 = -1 + 0i).
+//
+// Special values, as C99's cpow = cexp(y clog x) implies, with x^0 = 1:
+//   y = +-0 +- i0 (any x, NaN included)   1 + i0 (sign of the zero below)
+//   x = +-0 +- i0, y finite:   Re y > 0   +0 + i0
+//                              Re y < 0   +inf + i NaN  (divide-by-zero)
+//                              Re y = 0   NaN + i NaN   (invalid)
+//   any other infinite or NaN part    cexp(y clog x), with the products of
+//                                     y and clog x formed as written (no
+//                                     recovery of infinities), so e.g.
+//                                     inf^2 = inf + i NaN, 2^inf = inf + i NaN,
+//                                     0.5^inf = +0 + i0, 1^inf = NaN + i NaN.
+// The zero imaginary part of 1 is -0 when Im y and ln|x| have opposite signs,
+// else +0.  Signalling-NaN parts are quieted first, raising
+// invalid once (kel::cplx::entry).  The kernel never reports.
+#include "complex.h"
+#include "complex_bits.h"
+#include "powl.h"
+
+namespace {
+
+using kel::round_to;
+using kel::ld::DD;
+using kel::ld::two_prod;
+using kel::ld::two_sum;
+
+constexpr long double kLimit = 0x1p8000L, kTiny = 0x1p-8000L;
+
+// Parts of exact powers stay far from overflow and underflow, so that the
+// Dekker error terms are themselves exact.
+inline bool in_range(long double w) {
+  const long double aw = kel::cplx::abs_ld(w);
+  return aw <= kLimit && (aw >= kTiny || w == 0);
+}
+
+// One complex product with every part exact, or false.  Squares use
+// (p^2 - q^2) + i 2pq, other products (pr - qs) + i(ps + qr).
+bool exact_product(long double p, long double q, long double r, long double s, bool square, long double* re,
+                   long double* im) {
+  const DD pr = two_prod(p, r), qs = two_prod(q, s);
+  const DD ps = two_prod(p, s), qr = two_prod(q, r);
+  if (pr.lo != 0 || qs.lo != 0 || ps.lo != 0 || qr.lo != 0) return false;
+  const DD u = two_sum(pr.hi, -qs.hi);
+  const DD v = square ? DD{2 * ps.hi, 0.0L} : two_sum(ps.hi, qr.hi);
+  if (u.lo != 0 || v.lo != 0) return false;
+  if (!in_range(u.hi) || !in_range(v.hi)) return false;
+  *re = u.hi;
+  *im = v.hi;
+  return true;
+}
+
+// (a + ib)^n, 2 <= n <= 64, when every step is exact.
+bool exact_complex_power(double a, double b, int n, Kel64fc* out) {
+  if (!in_range(a) || !in_range(b)) return false;
+  long double re = a, im = b;
+  for (int bit = 30 - __builtin_clz(static_cast<unsigned>(n)); bit >= 0; --bit) {
+    if (!exact_product(re, im, re, im, true, &re, &im)) return false;
+    if (((n >> bit) & 1) && !exact_product(re, im, a, b, false, &re, &im)) return false;
+  }
+  // An exact zero part is +0 (the exact sum of nonzero terms); a part that
+  // underflows keeps its sign.
+  *out = {re == 0 ? 0.0 : round_to<double>(re), im == 0 ? 0.0 : round_to<double>(im)};
+  return true;
+}
+
+// m times a sine or cosine: an exact zero stays a zero (with its sign) even
+// when the modulus has overflowed the extended range.
+inline long double scaled(long double m, long double trig) { return trig == 0 ? trig : m * trig; }
+
+Kel64fc assemble(long double modulus, long double cosine, long double sine) {
+  const Kel64fc r = {round_to<double>(scaled(modulus, cosine)), round_to<double>(scaled(modulus, sine))};
+  return r;
+}
+
+// x on an axis (one part a signed zero), y = c real: the modulus is the real
+// power of the nonzero part and the angle c A degrees, a multiple of 90
+// exactly when the result lies on an axis.  The zero part of such a result
+// follows the first-order rule of the exact products: on the real axis it has
+// the sign of the angle (of b, flipped for c < 0); from the imaginary axis an
+// integer n gives (+-0 + ib)^n with a zero real part for odd n, of the sign of
+// the zero a flipped when |n| = 3 mod 4, and a zero imaginary part for even
+// n, of the sign of b flipped when |n| = 0 mod 4 and again for a = -0.
+Kel64fc pow_on_axis(double a, double b, double c, int n) {
+  const bool imaginary_axis = kel::is_zero(a);
+  const long double modulus = orxpowl_scalar(kel::cplx::abs_ld(imaginary_axis ? b : a), c);
+  long double sn, cs;
+  kel::pw::sincos_degrees(two_prod(orxatan2dl_scalar(b, a), c), &sn, &cs);
+  Kel64fc r = assemble(modulus, cs, sn);
+  if (imaginary_axis && n != 0) {
+    const unsigned m = static_cast<unsigned>(n < 0 ? -n : n) & 3;
+    const bool minus_a = kel::cplx::is_negative(a);
+    if (m & 1) {
+      r.re = (m == 3) != minus_a ? -0.0 : 0.0;
+    } else {
+      r.im = ((m == 0) != kel::cplx::is_negative(b)) != minus_a ? -0.0 : 0.0;
+    }
+  }
+  return r;
+}
+
+// arg x in degrees as hi + lo, for x off the axes.  x is first turned by a
+// multiple of 90 degrees (exactly: parts swapped and negated) into the sector
+// |arg| <= 45, where the arctangent is accurate relative to itself, so that an
+// angle near an axis keeps its small offset (-180 + 1e-320 is not -180).
+DD arg_degrees(double a, double b) {
+  const long double aa = kel::cplx::abs_ld(a), ab = kel::cplx::abs_ld(b);
+  long double base, ra, rb;
+  if (ab <= aa) {
+    base = kel::cplx::is_negative(a) ? (kel::cplx::is_negative(b) ? -180.0L : 180.0L) : 0.0L;
+    ra = aa;
+    rb = kel::cplx::is_negative(a) ? -static_cast<long double>(b) : b;
+  } else {
+    base = kel::cplx::is_negative(b) ? -90.0L : 90.0L;
+    ra = ab;
+    rb = kel::cplx::is_negative(b) ? a : -static_cast<long double>(a);
+  }
+  return two_sum(base, orxatan2dl_scalar(rb, ra));
+}
+
+// Finite nonzero x, finite nonzero y.
+Kel64fc pow_finite(double a, double b, double c, double d) {
+  const bool real_exponent = kel::is_zero(d);
+  if (real_exponent) {
+    const int n = kel::pw::small_integer(c);
+    if (n == 1) return {a, b};
+    if (kel::is_zero(a) || kel::is_zero(b)) return pow_on_axis(a, b, c, n);
+    Kel64fc exact;
+    if (n >= 2 && exact_complex_power(a, b, n, &exact)) return exact;
+  }
+  const DD aa = two_prod(a, a), bb = two_prod(b, b);
+  const DD s0 = two_sum(aa.hi, bb.hi);
+  const DD norm = kel::ld::fast_two_sum(s0.hi, s0.lo + (aa.lo + bb.lo));
+  const DD l = kel::pw::log_dd(norm);
+  const DD half = {0.5L * l.hi, 0.5L * l.lo};  // ln|x|
+  const long double arg = orxatan2l_scalar(b, a);
+
+  // Exponent of the modulus: c ln|x| - d arg x.
+  const DD p1 = two_prod(half.hi, c), p2 = two_prod(arg, d);
+  const DD t0 = two_sum(p1.hi, -p2.hi);
+  const DD t = kel::ld::fast_two_sum(t0.hi, t0.lo + ((p1.lo + half.lo * c) - p2.lo));
+  constexpr long double kBeyondRange = 0x1p14L;  // e^t is 0 or infinite in every format
+  const long double modulus =
+      t.hi > kBeyondRange || t.hi < -kBeyondRange ? orxexpl_scalar(t.hi) : orxexpl_scalar(t.hi) * (1.0L + t.lo);
+
+  // Angle: d ln|x| radians plus c A degrees.
+  long double s1 = 0, c1 = 1, s2, c2;
+  if (!real_exponent) {
+    const DD r = two_prod(half.hi, d);
+    kel::pw::sincos_dd(kel::ld::fast_two_sum(r.hi, r.lo + half.lo * d), &s1, &c1);
+  }
+  const DD deg = arg_degrees(a, b);
+  const DD turn = two_prod(deg.hi, c);
+  kel::pw::sincos_degrees(kel::ld::fast_two_sum(turn.hi, turn.lo + deg.lo * c), &s2, &c2);
+  if (s2 == 0) s2 = 0.0L;  // off the axes an exact zero part is +0
+  if (real_exponent) return assemble(modulus, c2, s2);
+  return assemble(modulus, c1 * c2 - s1 * s2, s1 * c2 + c1 * s2);
+}
+
+// The zero imaginary part of x^0 = e^(0 ln|x| + i 0 ...): -0 when d and ln|x|
+// have opposite signs (|x| compared with 1 exactly), else +0; +0 for a zero or
+// NaN x.
+double zero_of_unit_power(double a, double b, double d) {
+  if (kel::cplx::is_nan(a) || kel::cplx::is_nan(b) || (kel::is_zero(a) && kel::is_zero(b))) return 0.0;
+  int log_sign = 1;  // an infinite part: ln|x| = +inf
+  if (kel::cplx::is_finite(a) && kel::cplx::is_finite(b)) {
+    const DD aa = two_prod(a, a), bb = two_prod(b, b);
+    const DD s = two_sum(aa.hi, bb.hi);
+    const long double excess = (s.hi - 1.0L) + (s.lo + (aa.lo + bb.lo));  // s.hi - 1 is exact near 1
+    log_sign = excess > 0 ? 1 : excess < 0 ? -1 : 0;
+  }
+  return log_sign != 0 && (log_sign < 0) != kel::cplx::is_negative(d) ? -0.0 : 0.0;
+}
+
+Kel64fc pow_kernel(Kel64fc x, Kel64fc y) {
+  const double a = x.re, b = x.im, c = y.re, d = y.im;
+  if (kel::is_zero(c) && kel::is_zero(d)) return {1.0, zero_of_unit_power(a, b, d)};
+  const bool x_finite = kel::cplx::is_finite(a) && kel::cplx::is_finite(b);
+  const bool y_finite = kel::cplx::is_finite(c) && kel::cplx::is_finite(d);
+  if (x_finite && y_finite) {
+    if (!kel::is_zero(a) || !kel::is_zero(b)) return pow_finite(a, b, c, d);
+    if (kel::is_zero(c)) {
+      const double n = round_to<double>(kel::opaque(0.0L) / kel::opaque(0.0L));  // NaN, invalid
+      return {n, n};
+    }
+    if (kel::cplx::is_negative(c)) {
+      const double inf = round_to<double>(1.0L / kel::opaque(0.0L));  // divide-by-zero
+      return {inf, round_to<double>(kel::opaque(0.0L) * inf)};       // NaN, invalid
+    }
+    return {0.0, 0.0};
+  }
+  // Some part infinite or NaN: cexp(y clog x) with the products as written.
+  const Kel64fc l = orxclog_scalar(x);
+  const long double lr = l.re, li = l.im;
+  const Kel64fc w = {round_to<double>(c * lr - d * li), round_to<double>(c * li + d * lr)};
+  return orxcexp_scalar(w);
+}
+
+}  // namespace
+
+KEL_API Kel64fc orxcpow_scalar(Kel64fc x, Kel64fc y) { return kel::cplx::entry<pow_kernel>(x, y); }
+
+KEL_COMPLEX_BINARY(Pow, orxcpow_scalar)
+KEL_COMPLEX_SCALAR_EXPONENT(Powx, orxcpow_scalar)
