@@ -20,9 +20,9 @@
 #include "x87.h"
 
 // The one-byte zero name object of a source unit, passed to the error entry.
-#define KEL_NAME_OBJECT       \
-  namespace {                 \
-  char _ORX_THISFUNC_NAME[1]; \
+#define KEL_NAME_OBJECT                                                        \
+  namespace {                                                                  \
+  char _ORX_THISFUNC_NAME[1];                                                  \
   }
 
 namespace kel::frame {
@@ -31,22 +31,26 @@ namespace kel::frame {
 inline constexpr uint16_t kNoGuard = 0xFFFF;
 inline constexpr uint16_t kRealGuard = kPrecision53Nearest;
 inline constexpr uint16_t kComplexGuard = kPrecision64Nearest;
+// Real families that compute with 64-bit significands throughout: the call
+// runs at 64-bit precision, set once, and each report drops to the real
+// guard's 53-bit setting around the error entry, so that a caller sees the
+// real guard (a value outside the control-word fields marks it).
+inline constexpr uint16_t kExtendedRealGuard = 0x1000 | kPrecision64Nearest;
 
-inline void report(int code, int index, const double* a1, const double* a2, const double* r1, const double* r2,
-                   const char* name) {
+inline void report(int code, int index, const double *a1, const double *a2,
+                   const double *r1, const double *r2, const char *name) {
   orxdError(code, index, a1, a2, r1, r2, name);
 }
-inline void report(int code, int index, const float* a1, const float* a2, const float* r1, const float* r2,
-                   const char* name) {
+inline void report(int code, int index, const float *a1, const float *a2,
+                   const float *r1, const float *r2, const char *name) {
   orxsError(code, index, a1, a2, r1, r2, name);
 }
 
-template <uint16_t Guard>
-struct GuardFor {
-  PrecisionGuard<Guard> guard;
+template <uint16_t Guard> struct GuardFor { PrecisionGuard<Guard> guard; };
+template <> struct GuardFor<kNoGuard> {};
+template <> struct GuardFor<kExtendedRealGuard> {
+  PrecisionGuard<kPrecision64Nearest> guard;
 };
-template <>
-struct GuardFor<kNoGuard> {};
 
 // Runs element(i) for every index under the guard and folds the codes.
 // report_at(i, code) calls the error entry for element i; it is a generic
@@ -62,7 +66,12 @@ inline KelStatus loop(int len, Element element, ReportAt report_at) {
     } else {
       const int code = element(i);
       if (code != 0) {
-        report_at(i, code);
+        if constexpr (Guard == kExtendedRealGuard) {
+          PrecisionGuard<kRealGuard> real;
+          report_at(i, code);
+        } else {
+          report_at(i, code);
+        }
         status = code;
       }
     }
@@ -70,16 +79,17 @@ inline KelStatus loop(int len, Element element, ReportAt report_at) {
   return status;
 }
 
-template <class... P>
-inline bool any_null(const P*... p) {
+template <class... P> inline bool any_null(const P *...p) {
   return ((p == nullptr) || ...);
 }
 
 // dst[i] = f(src[i])
 template <uint16_t Guard, auto Kernel, class T>
-inline KelStatus unary(const T* src, T* dst, int len, const char* name) {
-  if (len < 1) return kelStatusSizeError;
-  if (any_null(src, dst)) return kelStatusNullPointer;
+inline KelStatus unary(const T *src, T *dst, int len, const char *name) {
+  if (len < 1)
+    return kelStatusSizeError;
+  if (any_null(src, dst))
+    return kelStatusNullPointer;
   return loop<Guard>(
       len, [&](int i) { return Kernel(src[i], &dst[i]); },
       [&](int i, auto code) { report(code, i, src, src, dst, dst, name); });
@@ -87,9 +97,12 @@ inline KelStatus unary(const T* src, T* dst, int len, const char* name) {
 
 // dst[i] = f(src1[i], src2[i])
 template <uint16_t Guard, auto Kernel, class T>
-inline KelStatus binary(const T* src1, const T* src2, T* dst, int len, const char* name) {
-  if (len < 1) return kelStatusSizeError;
-  if (any_null(src1, src2, dst)) return kelStatusNullPointer;
+inline KelStatus binary(const T *src1, const T *src2, T *dst, int len,
+                        const char *name) {
+  if (len < 1)
+    return kelStatusSizeError;
+  if (any_null(src1, src2, dst))
+    return kelStatusNullPointer;
   return loop<Guard>(
       len, [&](int i) { return Kernel(src1[i], src2[i], &dst[i]); },
       [&](int i, auto code) { report(code, i, src1, src2, dst, dst, name); });
@@ -105,22 +118,34 @@ inline KelStatus binary(const T* src1, const T* src2, T* dst, int len, const cha
 // from memory, inside the guarded loop, as it reads a source element, so that
 // a Powx member sees what the Pow member sees with that exponent in an array.
 template <uint16_t Guard, auto Kernel, class T>
-inline KelStatus scalar_exponent(const T* src, const T& val, T* dst, int len, const char* name) {
-  if (len < 1) return kelStatusSizeError;
-  if (any_null(src, dst)) return kelStatusNullPointer;
+inline KelStatus scalar_exponent(const T *src, const T &val, T *dst, int len,
+                                 const char *name) {
+  if (len < 1)
+    return kelStatusSizeError;
+  if (any_null(src, dst))
+    return kelStatusNullPointer;
   T exponent[1];
-  __builtin_memcpy(static_cast<void*>(exponent), static_cast<const void*>(&val), sizeof(T));
-  asm volatile("" : : "r"(exponent) : "memory");  // the copy is memory the loop must read
+  __builtin_memcpy(static_cast<void *>(exponent),
+                   static_cast<const void *>(&val), sizeof(T));
+  asm volatile(""
+               :
+               : "r"(exponent)
+               : "memory"); // the copy is memory the loop must read
   return loop<Guard>(
       len, [&](int i) { return Kernel(src[i], exponent[0], &dst[i]); },
-      [&](int i, auto code) { report(code, i, src, exponent, dst, dst, name); });
+      [&](int i, auto code) {
+        report(code, i, src, exponent, dst, dst, name);
+      });
 }
 
 // (dst1[i], dst2[i]) = f(src[i])
 template <uint16_t Guard, auto Kernel, class T>
-inline KelStatus two_results(const T* src, T* dst1, T* dst2, int len, const char* name) {
-  if (len < 1) return kelStatusSizeError;
-  if (any_null(src, dst1, dst2)) return kelStatusNullPointer;
+inline KelStatus two_results(const T *src, T *dst1, T *dst2, int len,
+                             const char *name) {
+  if (len < 1)
+    return kelStatusSizeError;
+  if (any_null(src, dst1, dst2))
+    return kelStatusNullPointer;
   return loop<Guard>(
       len, [&](int i) { return Kernel(src[i], &dst1[i], &dst2[i]); },
       [&](int i, auto code) { report(code, i, src, src, dst1, dst2, name); });
@@ -145,12 +170,12 @@ inline KelStatus two_results(const T* src, T* dst1, T* dst2, int len, const char
 
 // The screening words of a source element, read from the array as integers:
 // the main path never takes an element's bits from an x87 register.
-inline uint32_t high_word_at(const double* p) {
+inline uint32_t high_word_at(const double *p) {
   uint32_t w;
-  __builtin_memcpy(&w, reinterpret_cast<const char*>(p) + 4, sizeof w);
+  __builtin_memcpy(&w, reinterpret_cast<const char *>(p) + 4, sizeof w);
   return w;
 }
-inline uint32_t word_at(const float* p) {
+inline uint32_t word_at(const float *p) {
   uint32_t w;
   __builtin_memcpy(&w, p, sizeof w);
   return w;
@@ -161,14 +186,18 @@ inline uint32_t word_at(const float* p) {
 // signalling NaN), as in the one-at-a-time loop; a double element is handed
 // over as it is, for the element's screen to read its bits.
 template <class K, class T, class... Out>
-[[gnu::noinline, gnu::cold]] int rare_element(const T* x, Out*... out) {
+[[gnu::noinline, gnu::cold]] int rare_element(const T *x, Out *...out) {
   T v = *x;
-  if constexpr (sizeof(T) == 4) asm volatile("" : "+t"(v));
+  if constexpr (sizeof(T) == 4)
+    asm volatile("" : "+t"(v));
   return K::element(v, out...);
 }
 
-template <uint16_t Guard, class Screen, class Pair, class Single, class Rare, class ReportAt>
-inline KelStatus loop_pairs(int len, Screen screen, Pair pair, Single single, Rare rare, ReportAt report_at) {
+template <uint16_t Guard, class Screen, class Pair, class Single, class Rare,
+          class ReportAt>
+[[gnu::always_inline]] inline KelStatus
+loop_pairs(int len, Screen screen, Pair pair, Single single, Rare rare,
+           ReportAt report_at) {
   GuardFor<Guard> guard;
   (void)guard;
   KelStatus status = kelStatusNoError;
@@ -197,12 +226,17 @@ inline KelStatus loop_pairs(int len, Screen screen, Pair pair, Single single, Ra
 }
 
 template <uint16_t Guard, class K, class T>
-inline KelStatus unary_pairs(const T* src, T* dst, int len, const char* name) {
-  if (len < 1) return kelStatusSizeError;
-  if (any_null(src, dst)) return kelStatusNullPointer;
+[[gnu::always_inline]] inline KelStatus unary_pairs(const T *src, T *dst,
+                                                    int len, const char *name) {
+  if (len < 1)
+    return kelStatusSizeError;
+  if (any_null(src, dst))
+    return kelStatusNullPointer;
   return loop_pairs<Guard>(
-      len, [src](int i) __attribute__((always_inline)) { return K::main_path(&src[i]); },
-      [src, dst](int i) __attribute__((always_inline)) {
+      len,
+      [src](int i)
+          __attribute__((always_inline)) { return K::main_path(&src[i]); },
+      [ src, dst ](int i) __attribute__((always_inline)) {
         K::main(src[i], &dst[i]);
         // Keeps the second element's table loads from being merged with the
         // first's: a table constant kept in an x87 register across both
@@ -210,31 +244,42 @@ inline KelStatus unary_pairs(const T* src, T* dst, int len, const char* name) {
         asm volatile("" : : : "memory");
         K::main(src[i + 1], &dst[i + 1]);
       },
-      [src, dst](int i) __attribute__((always_inline)) { K::main(src[i], &dst[i]); },
+      [ src, dst ](int i)
+          __attribute__((always_inline)) { K::main(src[i], &dst[i]); },
       [src, dst](int i) { return rare_element<K>(&src[i], &dst[i]); },
       [&](int i, int code) { report(code, i, src, src, dst, dst, name); });
 }
 
 template <uint16_t Guard, class K, class T>
-inline KelStatus two_results_pairs(const T* src, T* dst1, T* dst2, int len, const char* name) {
-  if (len < 1) return kelStatusSizeError;
-  if (any_null(src, dst1, dst2)) return kelStatusNullPointer;
+[[gnu::always_inline]] inline KelStatus
+two_results_pairs(const T *src, T *dst1, T *dst2, int len, const char *name) {
+  if (len < 1)
+    return kelStatusSizeError;
+  if (any_null(src, dst1, dst2))
+    return kelStatusNullPointer;
   return loop_pairs<Guard>(
-      len, [src](int i) __attribute__((always_inline)) { return K::main_path(&src[i]); },
-      [src, dst1, dst2](int i) __attribute__((always_inline)) {
+      len,
+      [src](int i)
+          __attribute__((always_inline)) { return K::main_path(&src[i]); },
+      [ src, dst1, dst2 ](int i) __attribute__((always_inline)) {
         K::main(src[i], &dst1[i], &dst2[i]);
         asm volatile("" : : : "memory");
         K::main(src[i + 1], &dst1[i + 1], &dst2[i + 1]);
       },
-      [src, dst1, dst2](int i) __attribute__((always_inline)) { K::main(src[i], &dst1[i], &dst2[i]); },
-      [src, dst1, dst2](int i) { return rare_element<K>(&src[i], &dst1[i], &dst2[i]); },
+      [ src, dst1, dst2 ](int i) __attribute__((always_inline)) {
+        K::main(src[i], &dst1[i], &dst2[i]);
+      },
+      [src, dst1, dst2](int i) {
+        return rare_element<K>(&src[i], &dst1[i], &dst2[i]);
+      },
       [&](int i, int code) { report(code, i, src, src, dst1, dst2, name); });
 }
 
 // Rint and NearbyInt: no checks, no guard, the element count as result.
 template <auto Kernel, class T>
-inline int unchecked_count(const T* src, T* dst, int len) {
-  for (int i = 0; i < len; ++i) Kernel(src[i], &dst[i]);
+inline int unchecked_count(const T *src, T *dst, int len) {
+  for (int i = 0; i < len; ++i)
+    Kernel(src[i], &dst[i]);
   return len > 0 ? len : 0;
 }
 
@@ -245,103 +290,150 @@ inline int unchecked_count(const T* src, T* dst, int len) {
 // memory after the control word changes, so that no arithmetic on them is
 // scheduled under the 53-bit setting.  An instance is the kernel argument of
 // the instantiation macros, e.g. (kel::frame::Extended<cbrt32>{}).
-template <auto Kernel>
-struct Extended {
-  template <class... Args>
-  int operator()(Args... args) const {
+template <auto Kernel> struct Extended {
+  template <class... Args> int operator()(Args... args) const {
     PrecisionGuard<kPrecision64Nearest> extended;
     return Kernel(opaque(args)...);
   }
 };
 
-}  // namespace kel::frame
+} // namespace kel::frame
 
 // Instantiates the five accuracy members of a real family from one element
 // kernel per precision.  Members that share an algorithm are separate
 // functions, each passing this unit's name object.
-#define KEL_REAL_UNARY(Name, Kernel32, Kernel50, Kernel53)                                   \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d, int n) {                  \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                          \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d, int n) {                  \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                          \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d, int n) {                  \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                          \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d, int n) {                \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel50>(s, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                          \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d, int n) {                \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel53>(s, d, n, _ORX_THISFUNC_NAME); \
+#define KEL_REAL_UNARY(Name, Kernel32, Kernel50, Kernel53)                     \
+  KEL_API KelStatus kels##Name##_32f_A11(const float *s, float *d, int n) {    \
+    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(                \
+        s, d, n, _ORX_THISFUNC_NAME);                                          \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_32f_A21(const float *s, float *d, int n) {    \
+    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(                \
+        s, d, n, _ORX_THISFUNC_NAME);                                          \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_32f_A24(const float *s, float *d, int n) {    \
+    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(                \
+        s, d, n, _ORX_THISFUNC_NAME);                                          \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_64f_A50(const double *s, double *d, int n) {  \
+    return kel::frame::unary<kel::frame::kRealGuard, Kernel50>(                \
+        s, d, n, _ORX_THISFUNC_NAME);                                          \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_64f_A53(const double *s, double *d, int n) {  \
+    return kel::frame::unary<kel::frame::kRealGuard, Kernel53>(                \
+        s, d, n, _ORX_THISFUNC_NAME);                                          \
   }
 
-#define KEL_REAL_BINARY(Name, Kernel32, Kernel50, Kernel53)                                      \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* a, const float* b, float* d, int n) {      \
-    return kel::frame::binary<kel::frame::kRealGuard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                              \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* a, const float* b, float* d, int n) {      \
-    return kel::frame::binary<kel::frame::kRealGuard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                              \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* a, const float* b, float* d, int n) {      \
-    return kel::frame::binary<kel::frame::kRealGuard, Kernel32>(a, b, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                              \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* a, const double* b, double* d, int n) {   \
-    return kel::frame::binary<kel::frame::kRealGuard, Kernel50>(a, b, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                              \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* a, const double* b, double* d, int n) {   \
-    return kel::frame::binary<kel::frame::kRealGuard, Kernel53>(a, b, d, n, _ORX_THISFUNC_NAME); \
+#define KEL_REAL_BINARY(Name, Kernel32, Kernel50, Kernel53)                    \
+  KEL_REAL_BINARY_GUARDED(Name, kel::frame::kRealGuard, Kernel32, Kernel50,    \
+                          Kernel53)
+
+#define KEL_REAL_BINARY_GUARDED(Name, Guard, Kernel32, Kernel50, Kernel53)     \
+  KEL_API KelStatus kels##Name##_32f_A11(const float *a, const float *b,       \
+                                         float *d, int n) {                    \
+    return kel::frame::binary<Guard, Kernel32>(a, b, d, n,                     \
+                                               _ORX_THISFUNC_NAME);            \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_32f_A21(const float *a, const float *b,       \
+                                         float *d, int n) {                    \
+    return kel::frame::binary<Guard, Kernel32>(a, b, d, n,                     \
+                                               _ORX_THISFUNC_NAME);            \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_32f_A24(const float *a, const float *b,       \
+                                         float *d, int n) {                    \
+    return kel::frame::binary<Guard, Kernel32>(a, b, d, n,                     \
+                                               _ORX_THISFUNC_NAME);            \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_64f_A50(const double *a, const double *b,     \
+                                         double *d, int n) {                   \
+    return kel::frame::binary<Guard, Kernel50>(a, b, d, n,                     \
+                                               _ORX_THISFUNC_NAME);            \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_64f_A53(const double *a, const double *b,     \
+                                         double *d, int n) {                   \
+    return kel::frame::binary<Guard, Kernel53>(a, b, d, n,                     \
+                                               _ORX_THISFUNC_NAME);            \
   }
 
-#define KEL_REAL_SCALAR_EXPONENT(Name, Kernel32, Kernel50, Kernel53)                                      \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float v, float* d, int n) {                      \
-    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                       \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float v, float* d, int n) {                      \
-    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                       \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float v, float* d, int n) {                      \
-    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel32>(s, v, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                       \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double v, double* d, int n) {                   \
-    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel50>(s, v, d, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                       \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double v, double* d, int n) {                   \
-    return kel::frame::scalar_exponent<kel::frame::kRealGuard, Kernel53>(s, v, d, n, _ORX_THISFUNC_NAME); \
+#define KEL_REAL_SCALAR_EXPONENT(Name, Kernel32, Kernel50, Kernel53)           \
+  KEL_REAL_SCALAR_EXPONENT_GUARDED(Name, kel::frame::kRealGuard, Kernel32,     \
+                                   Kernel50, Kernel53)
+
+#define KEL_REAL_SCALAR_EXPONENT_GUARDED(Name, Guard, Kernel32, Kernel50,      \
+                                         Kernel53)                             \
+  KEL_API KelStatus kels##Name##_32f_A11(const float *s, float v, float *d,    \
+                                         int n) {                              \
+    return kel::frame::scalar_exponent<Guard, Kernel32>(s, v, d, n,            \
+                                                        _ORX_THISFUNC_NAME);   \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_32f_A21(const float *s, float v, float *d,    \
+                                         int n) {                              \
+    return kel::frame::scalar_exponent<Guard, Kernel32>(s, v, d, n,            \
+                                                        _ORX_THISFUNC_NAME);   \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_32f_A24(const float *s, float v, float *d,    \
+                                         int n) {                              \
+    return kel::frame::scalar_exponent<Guard, Kernel32>(s, v, d, n,            \
+                                                        _ORX_THISFUNC_NAME);   \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_64f_A50(const double *s, double v, double *d, \
+                                         int n) {                              \
+    return kel::frame::scalar_exponent<Guard, Kernel50>(s, v, d, n,            \
+                                                        _ORX_THISFUNC_NAME);   \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_64f_A53(const double *s, double v, double *d, \
+                                         int n) {                              \
+    return kel::frame::scalar_exponent<Guard, Kernel53>(s, v, d, n,            \
+                                                        _ORX_THISFUNC_NAME);   \
   }
 
-#define KEL_REAL_TWO_RESULTS(Name, Kernel32, Kernel50, Kernel53)                                        \
-  KEL_API KelStatus kels##Name##_32f_A11(const float* s, float* d1, float* d2, int n) {                 \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                     \
-  KEL_API KelStatus kels##Name##_32f_A21(const float* s, float* d1, float* d2, int n) {                 \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                     \
-  KEL_API KelStatus kels##Name##_32f_A24(const float* s, float* d1, float* d2, int n) {                 \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                     \
-  KEL_API KelStatus kels##Name##_64f_A50(const double* s, double* d1, double* d2, int n) {              \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel50>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
-  }                                                                                                     \
-  KEL_API KelStatus kels##Name##_64f_A53(const double* s, double* d1, double* d2, int n) {              \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel53>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+#define KEL_REAL_TWO_RESULTS(Name, Kernel32, Kernel50, Kernel53)               \
+  KEL_API KelStatus kels##Name##_32f_A11(const float *s, float *d1, float *d2, \
+                                         int n) {                              \
+    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(          \
+        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_32f_A21(const float *s, float *d1, float *d2, \
+                                         int n) {                              \
+    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(          \
+        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_32f_A24(const float *s, float *d1, float *d2, \
+                                         int n) {                              \
+    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(          \
+        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_64f_A50(const double *s, double *d1,          \
+                                         double *d2, int n) {                  \
+    return kel::frame::two_results<kel::frame::kRealGuard, Kernel50>(          \
+        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
+  }                                                                            \
+  KEL_API KelStatus kels##Name##_64f_A53(const double *s, double *d1,          \
+                                         double *d2, int n) {                  \
+    return kel::frame::two_results<kel::frame::kRealGuard, Kernel53>(          \
+        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
   }
 
 // The same members on the two-at-a-time loop; each argument is an element
 // class for kel::frame::unary_pairs or two_results_pairs.
-#define KEL_PAIRS_UNARY_MEMBER(Func, T, K)                                                   \
-  KEL_API KelStatus Func(const T* s, T* d, int n) {                                          \
-    return kel::frame::unary_pairs<kel::frame::kRealGuard, K>(s, d, n, _ORX_THISFUNC_NAME); \
+#define KEL_PAIRS_UNARY_MEMBER(Func, T, K)                                     \
+  KEL_API KelStatus Func(const T *s, T *d, int n) {                            \
+    return kel::frame::unary_pairs<kel::frame::kRealGuard, K>(                 \
+        s, d, n, _ORX_THISFUNC_NAME);                                          \
   }
-#define KEL_PAIRS_TWO_RESULTS_MEMBER(Func, T, K)                                                        \
-  KEL_API KelStatus Func(const T* s, T* d1, T* d2, int n) {                                             \
-    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K>(s, d1, d2, n, _ORX_THISFUNC_NAME); \
+#define KEL_PAIRS_TWO_RESULTS_MEMBER(Func, T, K)                               \
+  KEL_API KelStatus Func(const T *s, T *d1, T *d2, int n) {                    \
+    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K>(           \
+        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
   }
-#define KEL_PAIRS_MEMBERS(Shape, Name, K32, K50, K53)  \
-  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A11, float, K32)  \
-  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A21, float, K32)  \
-  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A24, float, K32)  \
-  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_64f_A50, double, K50) \
-  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_64f_A53, double, K53)
-#define KEL_REAL_UNARY_PAIRS(Name, K32, K50, K53) KEL_PAIRS_MEMBERS(UNARY, Name, K32, K50, K53)
-#define KEL_REAL_TWO_RESULTS_PAIRS(Name, K32, K50, K53) KEL_PAIRS_MEMBERS(TWO_RESULTS, Name, K32, K50, K53)
+#define KEL_PAIRS_MEMBERS(Shape, Name, K32, K50, K53)                          \
+  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A11, float, K32)                 \
+      KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A21, float, K32)             \
+          KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A24, float, K32)         \
+              KEL_PAIRS_##Shape##_MEMBER(kels##Name##_64f_A50, double, K50)    \
+                  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_64f_A53, double,     \
+                                             K53)
+#define KEL_REAL_UNARY_PAIRS(Name, K32, K50, K53)                              \
+  KEL_PAIRS_MEMBERS(UNARY, Name, K32, K50, K53)
+#define KEL_REAL_TWO_RESULTS_PAIRS(Name, K32, K50, K53)                        \
+  KEL_PAIRS_MEMBERS(TWO_RESULTS, Name, K32, K50, K53)
