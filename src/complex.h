@@ -89,24 +89,19 @@ void element32(const Kel32fc& a, const Kel32fc& b, Kel32fc* y) {
 
 // The five members of the Pow shape (two sources, src1 the base) and of the
 // Powx shape (the exponent by value, copied as bits by the frame).
+#define KEL_COMPLEX_FIVE(Member, Name, Kernel)                  \
+  Member(Name, 32fc, A11, kel::cplx::element32<Kernel>)         \
+  Member(Name, 32fc, A21, kel::cplx::element32<Kernel>)         \
+  Member(Name, 32fc, A24, kel::cplx::element32<Kernel>)         \
+  Member(Name, 64fc, A50, kel::cplx::element64<Kernel>)         \
+  Member(Name, 64fc, A53, kel::cplx::element64<Kernel>)
 #define KEL_COMPLEX_BINARY_MEMBER(Name, T, Acc, Element)                                             \
   KEL_API KelStatus kels##Name##_##T##_##Acc(const Kel##T* a, const Kel##T* b, Kel##T* d, int n) { \
     return kel::frame::binary<kel::frame::kComplexGuard, Element>(a, b, d, n, nullptr);            \
   }
-#define KEL_COMPLEX_BINARY(Name, Kernel)                                       \
-  KEL_COMPLEX_BINARY_MEMBER(Name, 32fc, A11, kel::cplx::element32<Kernel>)     \
-  KEL_COMPLEX_BINARY_MEMBER(Name, 32fc, A21, kel::cplx::element32<Kernel>)     \
-  KEL_COMPLEX_BINARY_MEMBER(Name, 32fc, A24, kel::cplx::element32<Kernel>)     \
-  KEL_COMPLEX_BINARY_MEMBER(Name, 64fc, A50, kel::cplx::element64<Kernel>)     \
-  KEL_COMPLEX_BINARY_MEMBER(Name, 64fc, A53, kel::cplx::element64<Kernel>)
-
-#define KEL_COMPLEX_SCALAR_MEMBER(Name, T, Acc, Element)                                      \
-  KEL_API KelStatus kels##Name##_##T##_##Acc(const Kel##T* s, Kel##T v, Kel##T* d, int n) { \
+#define KEL_COMPLEX_SCALAR_MEMBER(Name, T, Acc, Element)                                         \
+  KEL_API KelStatus kels##Name##_##T##_##Acc(const Kel##T* s, Kel##T v, Kel##T* d, int n) {    \
     return kel::frame::scalar_exponent<kel::frame::kComplexGuard, Element>(s, v, d, n, nullptr); \
   }
-#define KEL_COMPLEX_SCALAR_EXPONENT(Name, Kernel)                              \
-  KEL_COMPLEX_SCALAR_MEMBER(Name, 32fc, A11, kel::cplx::element32<Kernel>)     \
-  KEL_COMPLEX_SCALAR_MEMBER(Name, 32fc, A21, kel::cplx::element32<Kernel>)     \
-  KEL_COMPLEX_SCALAR_MEMBER(Name, 32fc, A24, kel::cplx::element32<Kernel>)     \
-  KEL_COMPLEX_SCALAR_MEMBER(Name, 64fc, A50, kel::cplx::element64<Kernel>)     \
-  KEL_COMPLEX_SCALAR_MEMBER(Name, 64fc, A53, kel::cplx::element64<Kernel>)
+#define KEL_COMPLEX_BINARY(Name, Kernel) KEL_COMPLEX_FIVE(KEL_COMPLEX_BINARY_MEMBER, Name, Kernel)
+#define KEL_COMPLEX_SCALAR_EXPONENT(Name, Kernel) KEL_COMPLEX_FIVE(KEL_COMPLEX_SCALAR_MEMBER, Name, Kernel)
