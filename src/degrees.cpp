@@ -10,13 +10,14 @@
 // a 128-bit constant with a Dekker product, and the radian kernels evaluate
 // it with a first-order correction for the low part.  So multiples of 90 give
 // exact zeros and ones, and the error is that of sincosl plus about 2^-66:
-// measured below 0.6 ulp of the 64-bit significand.  A zero sine has the sign
+// measured below 1 ulp of the 64-bit significand.  A zero sine has the sign
 // of the angle and a zero cosine is +0, as for sin(pi x) and cos(pi x).
 //
 // Arctangent.  Exact where the angle is a multiple of 45 degrees (an axis or
 // |y| = |x|); otherwise atan2l times 180/pi in double length, rounded once
-// (below 1.1 ulp).  For x > 0 and |y/x| < 2^-40 the result is (180/pi) y / x
-// from the operands scaled by 2^128, so tiny and subnormal results round once.
+// (measured below 1.4 ulp).  For x > 0 and |y/x| < 2^-40 the result is
+// (180/pi) y / x with y scaled by 2^128, so that a tiny result keeps its bits
+// until the scaling back.
 //
 // All arithmetic assumes the caller's 64-bit precision, rounding to nearest.
 #include "powl.h"
@@ -29,8 +30,8 @@ using kel::ld::fields;
 using kel::ld::Fields;
 
 constexpr long double kShifter = 0x1.8p63L;  // 1.5 * 2^63: adding it rounds to an integer
-constexpr DD kPiOver180 = {0x4.77d1a894a74e457p-8L, 0x7.62fb374a42e26c8p-76L};
-constexpr DD k180OverPi = {0x3.94bb834c783ef70cp+4L, 0x2.a5d4dfd03495f5ccp-64L};
+using kel::pw::k180OverPi;
+using kel::pw::kPiOver180;
 
 inline long double negate_if(long double v, bool neg) { return neg ? -v : v; }
 
@@ -49,7 +50,7 @@ long double reduce_360(long double hi) {
   const Fields f = fields(hi);
   const int e = static_cast<int>(f.se & kel::ld::kExpMask) - 16383;
   if (e < 62) {
-    const long double n = (hi / 360 + kShifter) - kShifter;
+    const long double n = (hi * (1.0L / 360) + kShifter) - kShifter;
     return hi - n * 360;  // n * 360 < 2^63 has at most 60 bits; the difference is exact
   }
   // |hi| = M 2^E with a 64-bit integer M and E = e - 63 >= -1.
@@ -88,23 +89,34 @@ void sincos_dd(DD r, long double* sine, long double* cosine) {
   *cosine = c * cl - s * sl;
 }
 
-void sincos_degrees(DD d, long double* sine, long double* cosine) {
+DD reduce_degrees(DD d, uint32_t* quadrant) {
   // Both parts are reduced (the low part of a huge angle is large); their
-  // sum is within 360 of zero and its rounding error is kept.
-  const DD m = ld::two_sum(reduce_360(d.hi), reduce_360(d.lo));
-  const long double sh = m.hi / 90 + kShifter;
-  const uint32_t q = static_cast<uint32_t>(fields(sh).mant) & 3;
-  const long double r = m.hi - (sh - kShifter) * 90;  // exact, |r| <= 45
+  // sum is within 360 of zero and its rounding error is kept.  The quotients
+  // need only be near the nearest integers: the remainders are exact anyway.
+  const long double lo = __builtin_fabsl(d.lo) < 180 ? d.lo : reduce_360(d.lo);
+  const DD m = ld::two_sum(reduce_360(d.hi), lo);
+  const long double sh = m.hi * (1.0L / 90) + kShifter;
+  *quadrant = static_cast<uint32_t>(fields(sh).mant) & 3;
+  const long double r = m.hi - (sh - kShifter) * 90;  // exact, |r| <= 45 (or a little more)
   const DD rr = ld::two_sum(r, m.lo);
   const DD p = ld::two_prod(rr.hi, kPiOver180.hi);
-  long double s, c;
-  sincos_dd({p.hi, p.lo + (rr.hi * kPiOver180.lo + rr.lo * kPiOver180.hi)}, &s, &c);
-  switch (q) {
+  return {p.hi, p.lo + (rr.hi * kPiOver180.lo + rr.lo * kPiOver180.hi)};
+}
+
+void rotate_quadrant(uint32_t q, long double s, long double c, long double* sine, long double* cosine) {
+  switch (q & 3) {
     case 0: *sine = s, *cosine = c; break;
     case 1: *sine = c, *cosine = -s; break;
     case 2: *sine = -s, *cosine = -c; break;
     default: *sine = -c, *cosine = s; break;
   }
+}
+
+void sincos_degrees(DD d, long double* sine, long double* cosine) {
+  uint32_t q;
+  long double s, c;
+  sincos_dd(reduce_degrees(d, &q), &s, &c);
+  rotate_quadrant(q, s, c, sine, cosine);
   if (*sine == 0) *sine = negate_if(0.0L, (fields(d.hi).se >> 15) != 0);
   if (*cosine == 0) *cosine = 0.0L;
 }
