@@ -336,6 +336,12 @@ void register_glibc() {
   KEL_GLIBC_COMPLEX(asinh, "Asinh");
   KEL_GLIBC_COMPLEX(acosh, "Acosh");
   KEL_GLIBC_COMPLEX(atanh, "Atanh");
+  KEL_GLIBC_COMPLEX(cos, "Cos");
+  KEL_GLIBC_COMPLEX(sin, "Sin");
+  KEL_GLIBC_COMPLEX(tan, "Tan");
+  KEL_GLIBC_COMPLEX(cosh, "Cosh");
+  KEL_GLIBC_COMPLEX(sinh, "Sinh");
+  KEL_GLIBC_COMPLEX(tanh, "Tanh");
 }
 
 }  // namespace

@@ -18,9 +18,9 @@
 //                     and 1 beyond, where 1 - tanh a < 2^-65.4 rounds away;
 //   a >= 11356        e^a would overflow before sinh a and cosh a do:
 //                     both are (h/2) h with h = e^(a/2).
-// Measured against MPFR (tests/chyperbolic_test.cpp, the generators of the
-// real families): at most 1.5 ulp of the 64-bit significand for sinh and cosh,
-// 2 ulp for tanh.
+// Measured against MPFR over 2*10^5 arguments from the generators of the real
+// families: at most 1.86 ulp of the 64-bit significand for sinh (near a = 0.7),
+// 1.71 for cosh (near the overflow limit), 2.30 for tanh (near a = 0.06).
 //
 // Runs under the caller's 64-bit precision, round to nearest; the control word
 // is never touched.  Special values: sinh(+-0) = +-0, tanh(+-0) = +-0 and
