@@ -66,7 +66,9 @@ inline bool is_nan(Fields f) {
   return ((f.se & kExpMask) == kExpMask && f.mant != kLeading) || kel::ld::is_unnormal(f);
 }
 inline bool is_inf(Fields f) { return (f.se & kExpMask) == kExpMask && f.mant == kLeading; }
-inline bool is_zero(Fields f) { return f.mant == 0; }
+// A true zero only: a pseudo-zero (exponent field set, significand 0) is an
+// invalid encoding and goes with the NaNs.
+inline bool is_zero(Fields f) { return f.mant == 0 && (f.se & kExpMask) == 0; }
 inline bool negative(Fields f) { return (f.se >> 15) != 0; }
 
 // An integral long double of magnitude below 2^31 as an int, read from the
