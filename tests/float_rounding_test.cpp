@@ -159,7 +159,8 @@ bool selected(const std::string& list, const std::string& family) {
 bool near_midpoint(long double v, long double rel) {
   const float f = float(v);
   const long double av = std::fabs(v), tol = rel * av;
-  if (std::isinf(f) || std::isnan(f)) return std::fabs(av - (0x1p128L - 0x1p103L)) <= tol;
+  if (std::isinf(v)) return false;  // beyond the extended range: far beyond any float
+  if (std::isinf(f)) return std::fabs(av - (0x1p128L - 0x1p103L)) <= tol;
   const long double up = std::nextafter(f, INFINITY), down = std::nextafter(f, -INFINITY);
   return std::fabs(v - (f + up) / 2) <= tol || std::fabs(v - (f + down) / 2) <= tol;
 }
