@@ -3,14 +3,15 @@
 // change that must not move any result (a faster loop, a new schedule):
 //
 //   g++ -O2 -Iinclude tools/bitcompare.cpp -ldl -o bitcompare
-//   ./bitcompare OLD/libkelvmpx.so NEW/libkelvmpx.so [millions] [--all-floats]
+//   ./bitcompare OLD/libkelvmpx.so NEW/libkelvmpx.so [millions] [--all-floats [STRIDE] [FAMILY]]
 //
 // Inputs per member: hostile patterns (signed zeros, infinities, quiet and
 // signalling NaNs with payloads, subnormals, every threshold of the families
 // and its neighbours), a few elements of every binade, random bit patterns and
 // random main-path values.  Each block is run as one array call (mixed rare
 // and main elements, odd lengths) and element by element (flags per element).
-// --all-floats runs every float bit pattern through the float members.
+// --all-floats runs every float bit pattern (or every STRIDE-th) through the
+// A24 member of each float function (or of FAMILY alone).
 #include <dlfcn.h>
 
 #include <cmath>
@@ -203,6 +204,8 @@ int main(int argc, char** argv) {
   }
   const double millions = argc > 3 ? std::atof(argv[3]) : 1.0;
   const bool all_floats = argc > 4 && std::string(argv[4]) == "--all-floats";
+  const uint32_t stride = argc > 5 ? static_cast<uint32_t>(std::atoi(argv[5])) : 1;
+  const std::string only = argc > 6 ? argv[6] : "";
 
   std::vector<Member> members;
   const char* unary[] = {"Exp", "Ln", "Log10", "Sin", "Cos", "Tan", "Sqrt", "Inv"};
@@ -243,15 +246,19 @@ int main(int argc, char** argv) {
         run_batch(m, v, v2);
         inputs += kBatch;
       }
-      if (all_floats && sizeof(T) == 4 && m.name.find("A24") != std::string::npos) {
-        std::vector<T> v(1 << 16), v2(1 << 16);
-        for (uint64_t hi = 0; hi < (1u << 16); ++hi) {
-          for (uint32_t lo = 0; lo < (1u << 16); ++lo) {
-            v[lo] = from_bits<T>((hi << 16) | lo);
-            v2[lo] = from_bits<T>((static_cast<uint32_t>(rng()) & 0x3FFFFFFFu) | 0x40000000u);
+      if (all_floats && sizeof(T) == 4 && m.name.find("A24") != std::string::npos &&
+          (only.empty() || m.name == "kels" + only + "_32f_A24")) {
+        constexpr int kBlock = 1 << 16;
+        std::vector<T> v(kBlock), v2(kBlock);
+        int k = 0;
+        for (uint64_t b = 0; b < (uint64_t(1) << 32); b += stride) {
+          v[k] = from_bits<T>(b);
+          v2[k] = from_bits<T>((static_cast<uint32_t>(rng()) & 0x3FFFFFFFu) | 0x40000000u);
+          if (++k == kBlock || b + stride >= (uint64_t(1) << 32)) {
+            run_block(m, v.data(), v2.data(), k, 0x37F);
+            inputs += k;
+            k = 0;
           }
-          run_block(m, v.data(), v2.data(), 1 << 16, 0x37F);
-          inputs += 1 << 16;
         }
       }
     };
