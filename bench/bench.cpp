@@ -315,6 +315,12 @@ void register_glibc() {
   register_loop<float>("erff", "Erf", [](float a) { return std::erf(a); });
   register_loop<double>("erfc", "Erfc", [](double a) { return std::erfc(a); });
   register_loop<float>("erfcf", "Erfc", [](float a) { return std::erfc(a); });
+  register_loop<long double>("asinl", "Asin", [](long double a) { return std::asin(a); });
+  register_loop<long double>("acosl", "Acos", [](long double a) { return std::acos(a); });
+  register_loop<long double>("atanl", "Atan", [](long double a) { return std::atan(a); });
+  register_loop<long double>("erfl", "Erf", [](long double a) { return std::erf(a); });
+  register_loop<long double>("erfcl", "Erfc", [](long double a) { return std::erfc(a); });
+  KEL_GLIBC_COMPLEX(exp, "Exp");
   register_scalar<double>("ceil", "Ceil", std::ceil);
   register_scalar<float>("ceilf", "Ceil", std::ceil);
   register_scalar<double>("floor", "Floor", std::floor);

@@ -1,9 +1,9 @@
 // Error function, complementary error function and inverse error function.
 //
-// Every member evaluates in x87 extended precision: each element runs at
-// 64-bit precision control (kel::frame::Extended), computes a long double whose
-// relative error is a few units of the 64-bit significand, and round it once
-// when the element is stored.  The float members run the same algorithm and
+// Every member evaluates in x87 extended precision: the call runs at 64-bit
+// precision control (set once, the real guard restored around a report) and
+// each element computes a long double whose relative error is a few units of
+// the 64-bit significand, rounded once when the element is stored.  The float members run the same algorithm and
 // store to float; the A50 member shares the A53 one.  The rounding from 64 to
 // 53 bits can only go wrong when the long double lands within a few 64-bit
 // ulps of a midpoint, which adds about 2^-10 ulp to the half-ulp of the
@@ -93,13 +93,33 @@ constexpr long double kInvCentral = 0.75L;  // below: erfinv from the series in 
 
 // ---- Core, in long double ----
 
-// x P(x^2) for |x| < 1/2.
+// The polynomials run in Estrin's scheme: pairs c[k] + c[k+1] t combined
+// with t^2, t^4, t^8, a dependency chain of about log2 of the degree
+// multiplications instead of one per coefficient.  Their terms fall by a
+// factor 4 or more from one degree to the next, so the scheme's roundings
+// stay within the final addition's half unit, as Horner's would.
+inline long double pair(const long double* c, long double t) { return c[0] + c[1] * t; }
+
+// x P(x^2) for |x| < 1/2 (P of degree 10).
 inline long double erf_series(long double x) {
+  static_assert(kel::erf_data::kErfDegree == 10);
   const long double* p = _orxErfTab.erf_poly;
-  const long double z = x * x;
-  long double s = p[kel::erf_data::kErfDegree];
-  for (int k = kel::erf_data::kErfDegree - 1; k >= 0; --k) s = s * z + p[k];
-  return x * s;
+  const long double z = x * x, z2 = z * z, z4 = z2 * z2, z8 = z4 * z4;
+  const long double low = pair(p, z) + z2 * pair(p + 2, z);
+  const long double mid = pair(p + 4, z) + z2 * pair(p + 6, z);
+  const long double high = pair(p + 8, z) + z2 * p[10];
+  return x * (low + (z4 * mid + z8 * high));
+}
+
+// Q_i(v) of degree 15.
+inline long double erfc_poly(const long double* c, long double v) {
+  static_assert(kel::erf_data::kErfcDegree == 15);
+  const long double v2 = v * v, v4 = v2 * v2, v8 = v4 * v4;
+  const long double q0 = pair(c, v) + v2 * pair(c + 2, v);
+  const long double q1 = pair(c + 4, v) + v2 * pair(c + 6, v);
+  const long double q2 = pair(c + 8, v) + v2 * pair(c + 10, v);
+  const long double q3 = pair(c + 12, v) + v2 * pair(c + 14, v);
+  return (q0 + v4 * q1) + v8 * (q2 + v4 * q3);
 }
 
 // erfc a and e^(-a^2) for 1/2 <= a < 28 (a with at most 64 bits).
@@ -112,8 +132,7 @@ inline Erfc erfc_parts(long double a) {
   const int i = (static_cast<int>(f.se) - 16382) * 4 + static_cast<int>((f.mant >> 61) & 3);
   const kel::erf_data::ErfcPiece& piece = _orxErfTab.erfc[i];
   const long double v = a - piece.mid;  // exact: both on the 64-bit grid of a's binade
-  long double q = piece.c[kel::erf_data::kErfcDegree];
-  for (int k = kel::erf_data::kErfcDegree - 1; k >= 0; --k) q = q * v + piece.c[k];
+  const long double q = erfc_poly(piece.c, v);
   const DD sq = kel::ld::two_prod(a, a);
   const long double gauss = orxexpl_scalar(-sq.hi) * (1.0L - sq.lo);
   return {gauss * q, gauss};
@@ -278,11 +297,67 @@ int erfinv_kernel(T x, T* y) {
   return kelStatusNoError;
 }
 
+// ---- Members ----
+//
+// The whole call runs at 64-bit precision, two elements at a time.  The main
+// path takes 2^-32 <= |x| < Limit, where no element reports; the rest (zeros,
+// tiny, large, infinite and NaN elements) goes to the element kernels above,
+// out of line.  Limits are the high words of the double and float bounds.
+template <uint32_t LimitDouble, uint32_t LimitFloat>
+using MainRange = kel::frame::MagnitudeScreen<0x3DF00000, LimitDouble, 0x2F800000, LimitFloat>;
+constexpr uint32_t kSixDouble = 0x40180000, kSixFloat = 0x40C00000;  // 6
+constexpr uint32_t kOneDouble = 0x3FF00000, kOneFloat = 0x3F800000;  // 1
+
+struct ErfFast : MainRange<kSixDouble, kSixFloat> {
+  template <class T>
+  static void main(T x, T* y) {
+    const long double a = magnitude(x);
+    const long double v = a < kSeries ? erf_series(a) : 1.0L - erfc_positive(a);
+    *y = kel::round_to<T>(negative(x) ? -v : v);
+  }
+  template <class T>
+  static int element(T x, T* y) {
+    return erf_kernel(x, y);
+  }
+};
+
+// erfc x for |x| up to 26 (double) or 9 (float) stays normal, unreported;
+// from 6 on, 2 - erfc(a) rounds to 2 as 2 - 2^-70 does.
+constexpr uint32_t kErfcLimitDouble = 0x403A0000, kErfcLimitFloat = 0x41100000;  // 26, 9
+
+struct ErfcFast : MainRange<kErfcLimitDouble, kErfcLimitFloat> {
+  template <class T>
+  static void main(T x, T* y) {
+    const long double a = magnitude(x);
+    long double v;
+    if (a < kSeries)
+      v = 1.0L - erf_series(x);
+    else if (negative(x))
+      v = 2.0L - erfc_positive(a);
+    else
+      v = erfc_positive(a);
+    *y = kel::round_to<T>(v);
+  }
+  template <class T>
+  static int element(T x, T* y) {
+    return erfc_kernel(x, y);
+  }
+};
+
+struct ErfInvFast : MainRange<kOneDouble, kOneFloat> {
+  template <class T>
+  static void main(T x, T* y) {
+    const long double v = erfinv_positive(magnitude(x));
+    *y = kel::round_to<T>(negative(x) ? -v : v);
+  }
+  template <class T>
+  static int element(T x, T* y) {
+    return erfinv_kernel(x, y);
+  }
+};
+
 }  // namespace
 
-KEL_REAL_UNARY(Erf, (kel::frame::Extended<erf_kernel<float>>{}), (kel::frame::Extended<erf_kernel<double>>{}),
-               (kel::frame::Extended<erf_kernel<double>>{}))
-KEL_REAL_UNARY(Erfc, (kel::frame::Extended<erfc_kernel<float>>{}), (kel::frame::Extended<erfc_kernel<double>>{}),
-               (kel::frame::Extended<erfc_kernel<double>>{}))
-KEL_REAL_UNARY(ErfInv, (kel::frame::Extended<erfinv_kernel<float>>{}),
-               (kel::frame::Extended<erfinv_kernel<double>>{}), (kel::frame::Extended<erfinv_kernel<double>>{}))
+KEL_REAL_UNARY_PAIRS_EXTENDED(Erf, ErfFast, ErfFast, ErfFast)
+KEL_REAL_UNARY_PAIRS_EXTENDED(Erfc, ErfcFast, ErfcFast, ErfcFast)
+KEL_REAL_UNARY_PAIRS_EXTENDED(ErfInv, ErfInvFast, ErfInvFast, ErfInvFast)

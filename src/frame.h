@@ -181,6 +181,19 @@ inline uint32_t word_at(const float *p) {
   return w;
 }
 
+// A main-path screen on the magnitude, Low <= |x| < High, for elements
+// whose common inputs form one range: the bounds are high words of doubles
+// and words of floats.  One unsigned comparison per element.
+template <uint32_t LowDouble, uint32_t HighDouble, uint32_t LowFloat, uint32_t HighFloat>
+struct MagnitudeScreen {
+  static bool main_path(const double *p) {
+    return (high_word_at(p) & 0x7FFFFFFF) - LowDouble < HighDouble - LowDouble;
+  }
+  static bool main_path(const float *p) {
+    return (word_at(p) & 0x7FFFFFFF) - LowFloat < HighFloat - LowFloat;
+  }
+};
+
 // The rare path: a float element is widened as it is loaded, through the x87
 // (which raises the denormal flag for a float subnormal and invalid for a
 // signalling NaN), as in the one-at-a-time loop; a double element is handed
@@ -203,7 +216,12 @@ loop_pairs(int len, Screen screen, Pair pair, Single single, Rare rare,
   KelStatus status = kelStatusNoError;
   auto one = [&](int i) {
     if (const int code = rare(i); code != 0) {
-      report_at(i, code);
+      if constexpr (Guard == kExtendedRealGuard) {
+        PrecisionGuard<kRealGuard> real;
+        report_at(i, code);
+      } else {
+        report_at(i, code);
+      }
       status = code;
     }
   };
@@ -421,6 +439,13 @@ template <auto Kernel> struct Extended {
     return kel::frame::unary_pairs<kel::frame::kRealGuard, K>(                 \
         s, d, n, _ORX_THISFUNC_NAME);                                          \
   }
+// Families computing with 64-bit significands: 64-bit precision for the
+// whole call, the real guard around each report.
+#define KEL_PAIRS_EXTENDED_UNARY_MEMBER(Func, T, K)                            \
+  KEL_API KelStatus Func(const T *s, T *d, int n) {                            \
+    return kel::frame::unary_pairs<kel::frame::kExtendedRealGuard, K>(         \
+        s, d, n, _ORX_THISFUNC_NAME);                                          \
+  }
 #define KEL_PAIRS_TWO_RESULTS_MEMBER(Func, T, K)                               \
   KEL_API KelStatus Func(const T *s, T *d1, T *d2, int n) {                    \
     return kel::frame::two_results_pairs<kel::frame::kRealGuard, K>(           \
@@ -435,5 +460,7 @@ template <auto Kernel> struct Extended {
                                              K53)
 #define KEL_REAL_UNARY_PAIRS(Name, K32, K50, K53)                              \
   KEL_PAIRS_MEMBERS(UNARY, Name, K32, K50, K53)
+#define KEL_REAL_UNARY_PAIRS_EXTENDED(Name, K32, K50, K53)                     \
+  KEL_PAIRS_MEMBERS(EXTENDED_UNARY, Name, K32, K50, K53)
 #define KEL_REAL_TWO_RESULTS_PAIRS(Name, K32, K50, K53)                        \
   KEL_PAIRS_MEMBERS(TWO_RESULTS, Name, K32, K50, K53)

@@ -25,6 +25,7 @@
 // the domain report; atanh(+-1) = +-inf with the singularity report; zeros
 // keep their sign where the function is odd; atan(+-inf) = +-pi/2 rounded and
 // atan2 follows C99 for every signed zero and infinity.
+#include "atan_data.h"
 #include "float_rounding.h"
 #include "frame.h"
 
@@ -134,16 +135,118 @@ int atanh_element(T xt, T* out) {
   return store(orxatanhl_scalar(x), out);
 }
 
+// Arctangent of a = |x| >= 2^-32 (or a long double a >= 2^-40), in long
+// double: with the row of a (kRows: 32 points c per binade of [2^-7, 2^7),
+// c = 0 below, c = inf above),
+//   atan(a) = atan(c) + atan(v),  v = (a - c) / (1 + a c),
+// and v = -1/a in the top row.  The numerator is exact (a and c share a
+// binade, c has 7 bits), so v carries at most four roundings: 2 units of
+// 2^-64 relative.  |v| <= 2^-6, and |v| <= 2^-6 atan(a) below 1, so the
+// Taylor series of atan(v) to v^11 (Estrin, truncation below 2^-81 of the
+// result) and the rounding of v add at most a few 2^-70 to the final sum's
+// half unit of 2^-64: stored to double within 0.5 + 2^-10 ulp.  One
+// division, no table search: the row comes from the exponent and the top
+// five significand bits of a.
+inline long double atan_row(long double a, int row) {
+  row = row < 0 ? 0 : row;
+  row = row > kel::atan_data::kRowCount - 1 ? kel::atan_data::kRowCount - 1 : row;
+  const kel::atan_data::Row& r = kel::atan_data::kRows[row];
+  const long double v = (a * r.a_mul + r.b) / (a * r.c_mul + r.d);
+  const long double v2 = v * v, v4 = v2 * v2;
+  const long double* p = kel::ld::kAtan2.poly;
+  const long double q = (p[0] + p[1] * v2) + v4 * ((p[2] + p[3] * v2) + v4 * p[4]);
+  return r.hi + (r.lo + (v + v * v2 * q));
+}
+
+// Row of |x| for a double or float x, unclamped.
+template <class T>
+inline int atan_row_of(T x) {
+  constexpr int kMantBits = sizeof(T) == 8 ? 52 : 23, kBias = sizeof(T) == 8 ? 1023 : 127;
+  const uint64_t m = kel::bits(x) & ~(uint64_t{1} << (8 * sizeof(T) - 1));  // |x|
+  return static_cast<int>(m >> (kMantBits - 5)) - ((kBias - 7) * 32 - 1);
+}
+
+// atan a for a positive long double a.
+inline long double atan_positive(long double a) {
+  const uint32_t key = kel::ld_key(kel::ld_bits(a));  // exponent, leading bit, 15 bits
+  return atan_row(a, static_cast<int>((key >> 16) * 32 + ((key >> 10) & 31)) - ((16383 - 7) * 32 - 1));
+}
+
+template <class T>
+inline long double atan_signed(T x) {
+  const long double at = atan_row(magnitude(static_cast<double>(x)), atan_row_of(x));
+  return kel::bits(x) >> (8 * sizeof(T) - 1) ? -at : at;
+}
+
+// asin a = atan(a / sqrt((1 - a)(1 + a))) and acos x = 2 atan(sqrt((1 - x) /
+// (1 + x))) for 2^-32 <= a = |x| < 1: 1 - a and 1 + a are exact (or within
+// 2^-64 relative below 2^-11, where nothing cancels), the square root halves
+// the error of what it roots, and arctangent's condition number t / ((1 +
+// t^2) atan t) is below 1: the argument's 1.5 units of 2^-64 and the kernel's
+// error keep the result within 3 units of 2^-64.
+inline long double asin_positive(long double a) {
+  return atan_positive(a / orxsqrtl_scalar((1.0L - a) * (1.0L + a)));
+}
+inline long double acos_of(long double x) {
+  return 2 * atan_positive(orxsqrtl_scalar((1.0L - x) / (1.0L + x)));
+}
+
+// A float result within Bound units of 2^-64 of a float rounding point goes
+// to the general kernel, whose results round correctly on every float.
+template <uint64_t Bound, class T, class Element>
+inline void store_fast(long double r, T x, T* out, Element element) {
+  if constexpr (sizeof(T) == 4) {
+    if (!kel::fr::settles<Bound>(r)) [[unlikely]] {
+      element(x, out);
+      return;
+    }
+  }
+  *out = round_to<T>(r);
+}
+
+// The Atan, Asin and Acos members: the whole call at 64-bit precision (the
+// real guard restored around a report), two elements at a time.  The main
+// path takes 2^-32 <= |x| < Limit; NaNs, infinities, zeros, tiny and
+// out-of-domain elements take the general kernels above, out of line.
+template <uint32_t LimitDouble, uint32_t LimitFloat>
+using MainRange = kel::frame::MagnitudeScreen<0x3DF00000, LimitDouble, 0x2F800000, LimitFloat>;
+
+struct AtanFast : MainRange<0x7FF00000, 0x7F800000> {
+  template <class T>
+  static void main(T x, T* out) {
+    store_fast<4>(atan_signed(x), x, out, atan_element<T>);
+  }
+  template <class T>
+  static int element(T x, T* out) {
+    return atan_element(x, out);
+  }
+};
+
+template <bool Cosine>
+struct AsinAcosFast : MainRange<0x3FF00000, 0x3F800000> {
+  template <class T>
+  static void main(T x, T* out) {
+    const long double v = static_cast<double>(x);
+    long double r;
+    if constexpr (Cosine) {
+      r = acos_of(v);
+    } else {
+      const long double a = asin_positive(__builtin_fabsl(v));
+      r = kel::bits(x) >> (8 * sizeof(T) - 1) ? -a : a;
+    }
+    store_fast<8>(r, x, out, asin_acos_element<T, Cosine>);
+  }
+  template <class T>
+  static int element(T x, T* out) {
+    return asin_acos_element<T, Cosine>(x, out);
+  }
+};
+
 }  // namespace
 
-KEL_REAL_UNARY(Asin, (kel::frame::Extended<asin_acos_element<float, false>>{}),
-               (kel::frame::Extended<asin_acos_element<double, false>>{}),
-               (kel::frame::Extended<asin_acos_element<double, false>>{}))
-KEL_REAL_UNARY(Acos, (kel::frame::Extended<asin_acos_element<float, true>>{}),
-               (kel::frame::Extended<asin_acos_element<double, true>>{}),
-               (kel::frame::Extended<asin_acos_element<double, true>>{}))
-KEL_REAL_UNARY(Atan, (kel::frame::Extended<atan_element<float>>{}), (kel::frame::Extended<atan_element<double>>{}),
-               (kel::frame::Extended<atan_element<double>>{}))
+KEL_REAL_UNARY_PAIRS_EXTENDED(Asin, AsinAcosFast<false>, AsinAcosFast<false>, AsinAcosFast<false>)
+KEL_REAL_UNARY_PAIRS_EXTENDED(Acos, AsinAcosFast<true>, AsinAcosFast<true>, AsinAcosFast<true>)
+KEL_REAL_UNARY_PAIRS_EXTENDED(Atan, AtanFast, AtanFast, AtanFast)
 KEL_REAL_BINARY(Atan2, (kel::frame::Extended<atan2_element<float>>{}), (kel::frame::Extended<atan2_element<double>>{}),
                 (kel::frame::Extended<atan2_element<double>>{}))
 KEL_REAL_UNARY(Asinh, (kel::frame::Extended<asinh_element<float>>{}), (kel::frame::Extended<asinh_element<double>>{}),

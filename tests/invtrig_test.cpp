@@ -133,6 +133,28 @@ TEST(InvTrigFrame, ResultsIndependentOfTheCallersControlWord) {
   }
 }
 
+// The edges of the arctangent's rows (binades 2^-7 .. 2^7, the 1/32 steps
+// inside them), of its main path (2^-32) and of asin/acos near +-1, with
+// both neighbours of each edge: an index off by one row shows here first.
+TEST(InvTrigAccuracy, RowAndPathEdges) {
+  std::vector<double> xs;
+  for (double e : {0x1p-32, 0x1p-7, 0x1p-1, 1.0, 1.03125, 1.96875, 0x1p6, 0x1.fp6, 0x1p7, 0x1p-7 * 1.5})
+    for (double x : {std::nextafter(e, 0.0), e, std::nextafter(e, 2 * e)}) xs.insert(xs.end(), {x, -x});
+  const std::vector<double> near_one = {0x1.fffffffffffffp-1, 0x1.ffffffffffff8p-1, 0x1.ffp-1, 0x1p-32, 0x1.fffffp-33};
+  const struct {
+    Fn<double> fn;
+    kelacc::MpfrUnary ref;
+    const std::vector<double>& in;
+  } cases[] = {{kelsAtan_64f_A53, mpfr_atan, xs}, {kelsAsin_64f_A53, mpfr_asin, near_one},
+               {kelsAcos_64f_A53, mpfr_acos, near_one}};
+  for (const auto& c : cases) {
+    std::vector<double> in = c.in;
+    for (double x : c.in) in.push_back(-x);
+    const kelacc::Summary s = kelacc::measure(c.fn, c.ref, in);
+    EXPECT_LE(s.max_ulps, 0.501) << s.worst_case;
+  }
+}
+
 TEST(InvTrigAccuracy, EveryMemberWithinItsBound) {
   KELACC_EXPECT_REAL_FAMILY_ACCURATE(Asin);
   KELACC_EXPECT_REAL_FAMILY_ACCURATE(Acos);
