@@ -302,7 +302,8 @@ int erfinv_kernel(T x, T* y) {
 // The whole call runs at 64-bit precision, two elements at a time.  The main
 // path takes 2^-32 <= |x| < Limit, where no element reports; the rest (zeros,
 // tiny, large, infinite and NaN elements) goes to the element kernels above,
-// out of line.  Limits are the high words of the double and float bounds.
+// out of line.  The main paths are flattened: a long double passed to a call
+// goes through memory.  Limits are the high words of the double and float bounds.
 template <uint32_t LimitDouble, uint32_t LimitFloat>
 using MainRange = kel::frame::MagnitudeScreen<0x3DF00000, LimitDouble, 0x2F800000, LimitFloat>;
 constexpr uint32_t kSixDouble = 0x40180000, kSixFloat = 0x40C00000;  // 6
@@ -310,7 +311,7 @@ constexpr uint32_t kOneDouble = 0x3FF00000, kOneFloat = 0x3F800000;  // 1
 
 struct ErfFast : MainRange<kSixDouble, kSixFloat> {
   template <class T>
-  static void main(T x, T* y) {
+  [[gnu::flatten]] static void main(T x, T* y) {
     const long double a = magnitude(x);
     const long double v = a < kSeries ? erf_series(a) : 1.0L - erfc_positive(a);
     *y = kel::round_to<T>(negative(x) ? -v : v);
@@ -327,7 +328,7 @@ constexpr uint32_t kErfcLimitDouble = 0x403A0000, kErfcLimitFloat = 0x41100000; 
 
 struct ErfcFast : MainRange<kErfcLimitDouble, kErfcLimitFloat> {
   template <class T>
-  static void main(T x, T* y) {
+  [[gnu::flatten]] static void main(T x, T* y) {
     const long double a = magnitude(x);
     long double v;
     if (a < kSeries)
@@ -346,7 +347,7 @@ struct ErfcFast : MainRange<kErfcLimitDouble, kErfcLimitFloat> {
 
 struct ErfInvFast : MainRange<kOneDouble, kOneFloat> {
   template <class T>
-  static void main(T x, T* y) {
+  [[gnu::flatten]] static void main(T x, T* y) {
     const long double v = erfinv_positive(magnitude(x));
     *y = kel::round_to<T>(negative(x) ? -v : v);
   }
