@@ -311,7 +311,7 @@ constexpr uint32_t kOneDouble = 0x3FF00000, kOneFloat = 0x3F800000;  // 1
 
 struct ErfFast : MainRange<kSixDouble, kSixFloat> {
   template <class T>
-  [[gnu::flatten]] static void main(T x, T* y) {
+  [[gnu::always_inline, gnu::flatten]] static void main(T x, T* y) {
     const long double a = magnitude(x);
     const long double v = a < kSeries ? erf_series(a) : 1.0L - erfc_positive(a);
     *y = kel::round_to<T>(negative(x) ? -v : v);
@@ -328,7 +328,7 @@ constexpr uint32_t kErfcLimitDouble = 0x403A0000, kErfcLimitFloat = 0x41100000; 
 
 struct ErfcFast : MainRange<kErfcLimitDouble, kErfcLimitFloat> {
   template <class T>
-  [[gnu::flatten]] static void main(T x, T* y) {
+  [[gnu::always_inline, gnu::flatten]] static void main(T x, T* y) {
     const long double a = magnitude(x);
     long double v;
     if (a < kSeries)
@@ -347,7 +347,7 @@ struct ErfcFast : MainRange<kErfcLimitDouble, kErfcLimitFloat> {
 
 struct ErfInvFast : MainRange<kOneDouble, kOneFloat> {
   template <class T>
-  [[gnu::flatten]] static void main(T x, T* y) {
+  [[gnu::always_inline, gnu::flatten]] static void main(T x, T* y) {
     const long double v = erfinv_positive(magnitude(x));
     *y = kel::round_to<T>(negative(x) ? -v : v);
   }

@@ -213,7 +213,7 @@ using MainRange = kel::frame::MagnitudeScreen<0x3DF00000, LimitDouble, 0x2F80000
 
 struct AtanFast : MainRange<0x7FF00000, 0x7F800000> {
   template <class T>
-  static void main(T x, T* out) {
+  [[gnu::always_inline, gnu::flatten]] static void main(T x, T* out) {
     store_fast<4>(atan_signed(x), x, out, atan_element<T>);
   }
   template <class T>
@@ -225,7 +225,7 @@ struct AtanFast : MainRange<0x7FF00000, 0x7F800000> {
 template <bool Cosine>
 struct AsinAcosFast : MainRange<0x3FF00000, 0x3F800000> {
   template <class T>
-  static void main(T x, T* out) {
+  [[gnu::always_inline, gnu::flatten]] static void main(T x, T* out) {
     const long double v = static_cast<double>(x);
     long double r;
     if constexpr (Cosine) {
