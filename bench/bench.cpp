@@ -20,6 +20,8 @@
 #include <cmath>
 #include <complex>
 #include <functional>
+#include <map>
+#include <tuple>
 #include <memory>
 
 #include "function_list.h"
@@ -142,11 +144,15 @@ std::function<void(int)> latency_chain(const Function& f, void* sym, const T* in
   };
 }
 
-std::vector<std::unique_ptr<Buffers>> g_buffers;
+// One set of buffers per input range, shared by every function benchmarked on
+// it (the members of a family, and families with the same range): a set holds
+// about 12 MB, and one per function would not fit the i386 address space.
+std::map<std::tuple<double, double, bool, uint64_t>, std::unique_ptr<Buffers>> g_buffers;
 
 Buffers* buffers_for(kelbench::Range r, uint64_t seed) {
-  g_buffers.push_back(std::make_unique<Buffers>(kelbench::make_inputs(r, kMaxLen, seed)));
-  return g_buffers.back().get();
+  auto& slot = g_buffers[{r.lo, r.hi, r.log_uniform, seed}];
+  if (!slot) slot = std::make_unique<Buffers>(kelbench::make_inputs(r, kMaxLen, seed));
+  return slot.get();
 }
 
 void register_latency(const Function& f, void* sym, const Buffers* buf) {

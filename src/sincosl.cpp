@@ -136,7 +136,14 @@ struct Point {
 inline Point locate(long double rh, long double rl) {
   const SinCosData& t = kSinCos;
   const long double sh = rh * 64 + kShifter;
-  const uint32_t j = static_cast<uint32_t>(fields(sh).mant) & 63;
+  // 0 <= rh <= pi/4 under round to nearest puts j in [0, 51].  The kernels
+  // are not built for directed rounding, where the reduction can leave rh
+  // slightly outside that interval; the clamp keeps the row inside the table
+  // there (the result is then meaningless, but no read leaves the table).
+  constexpr uint32_t kLastRow = sizeof t.rows / sizeof t.rows[0] - 1;
+  const uint32_t j = __builtin_expect((static_cast<uint32_t>(fields(sh).mant) & 63) > kLastRow, 0)
+                         ? kLastRow
+                         : static_cast<uint32_t>(fields(sh).mant) & 63;
   const long double d = rh - (sh - kShifter) * 0x1p-6L;  // exact: same binade scale
   const long double u = d + rl;
   const long double u2 = u * u;
