@@ -305,6 +305,11 @@ int pow_element(T xt, T yt, T* out) {
   constexpr Bits kInf = sizeof(T) == 8 ? Bits{0x7FF} << 52 : Bits{0xFF} << 23;
   const Bits bx = kel::bits(xt), by = kel::bits(yt);
   if (bx - 1 < kInf - 1 && (by & (kInf | (kInf - 1))) < kInf) return power_element(xt, yt, false, out);
+  // A signalling NaN operand raises invalid even where the result does not
+  // depend on it (x^0 = 1).  Decided here, on the bits read from the arrays:
+  // passing the operand on by value may copy it through an x87 load, which
+  // quiets it and (under emulation, for floats) may not raise the flag.
+  if (kel::is_signalling(xt) || kel::is_signalling(yt)) kel::raise_invalid();
   return pow_special(xt, yt, out);
 }
 

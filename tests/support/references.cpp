@@ -123,6 +123,26 @@ int ref_modf_frac(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd) {
 // cancels.  MPC's tanh and tan take time exponential in |x| (seconds from
 // |x| = 10^5).  Beyond |x| = 2^20 the value is sign(x) + i 4 sin y cos y
 // e^(-2|x|) to a relative e^(-2|x|).  Infinities and NaNs go to MPC.
+// x^y = exp(y log x), principal value, with the sign of a zero imaginary part
+// of x choosing the side of the cut: mpc_pow gives a conjugated exact result
+// for x = -a - i0 (for example (-4 - i0)^(1/2) = +2i), so that side is taken
+// from the conjugate symmetry x^y = conj(conj(x)^conj(y)).
+int ref_cpow(mpc_ptr r, mpc_srcptr x, mpc_srcptr y, mpc_rnd_t rnd) {
+  if (!mpfr_zero_p(mpc_imagref(x)) || !mpfr_signbit(mpc_imagref(x))) return mpc_pow(r, x, y, rnd);
+  mpc_t cx, cy;
+  mpc_init3(cx, mpfr_get_prec(mpc_realref(x)), mpfr_get_prec(mpc_imagref(x)));
+  mpc_init3(cy, mpfr_get_prec(mpc_realref(y)), mpfr_get_prec(mpc_imagref(y)));
+  mpc_conj(cx, x, MPC_RNDNN);
+  mpc_conj(cy, y, MPC_RNDNN);
+  const int inex = mpc_pow(r, cx, cy, MPC_RND(MPC_RND_RE(rnd), MPC_RND_IM(rnd) == MPFR_RNDU   ? MPFR_RNDD
+                                                               : MPC_RND_IM(rnd) == MPFR_RNDD ? MPFR_RNDU
+                                                                                               : MPC_RND_IM(rnd)));
+  mpc_conj(r, r, MPC_RNDNN);
+  mpc_clear(cx);
+  mpc_clear(cy);
+  return MPC_INEX(MPC_INEX_RE(inex), -MPC_INEX_IM(inex));
+}
+
 int ref_ctanh(mpc_ptr r, mpc_srcptr z, mpc_rnd_t rnd) {
   mpfr_srcptr x = mpc_realref(z), y = mpc_imagref(z);
   if (!mpfr_number_p(x) || !mpfr_number_p(y)) return mpc_tanh(r, z, rnd);
@@ -240,8 +260,8 @@ const std::vector<ComplexFunction>& complex_functions() {
       KELACC_COMPLEX("Sqrt", mpc_sqrt, gen_complex_log),
       KELACC_COMPLEX("Tan", ref_ctan, gen_complex_trig),
       KELACC_COMPLEX("Tanh", ref_ctanh, gen_complex_exp),
-      {"Pow", Shape::binary, nullptr, mpc_pow, gen_complex_pow<Kel32fc>, gen_complex_pow<Kel64fc>},
-      {"Powx", Shape::scalar, nullptr, mpc_pow, gen_complex_pow<Kel32fc>, gen_complex_pow<Kel64fc>},
+      {"Pow", Shape::binary, nullptr, ref_cpow, gen_complex_pow<Kel32fc>, gen_complex_pow<Kel64fc>},
+      {"Powx", Shape::scalar, nullptr, ref_cpow, gen_complex_pow<Kel32fc>, gen_complex_pow<Kel64fc>},
   };
 #undef KELACC_COMPLEX
   return table;

@@ -38,6 +38,7 @@ int ref_modf_int(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);   // integral part,
 int ref_modf_frac(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);  // fraction with the sign of x, +-0 for +-Inf
 // Complex tangents in time independent of the argument (MPC's grow as e^|x|).
 int ref_ctanh(mpc_ptr r, mpc_srcptr z, mpc_rnd_t rnd);
+int ref_cpow(mpc_ptr r, mpc_srcptr x, mpc_srcptr y, mpc_rnd_t rnd);  // exp(y log x), -0 side of the cut kept
 int ref_ctan(mpc_ptr r, mpc_srcptr z, mpc_rnd_t rnd);
 
 // How an exported function takes its arguments.
