@@ -29,6 +29,16 @@ GLIBC = {
 }
 
 
+def cpu_model():
+    try:
+        for line in open("/proc/cpuinfo"):
+            if line.startswith("model name"):
+                return line.split(":", 1)[1].strip()
+    except OSError:
+        pass
+    return "unknown CPU"
+
+
 def main(bench_json, instr_tsv, out_dir):
     data = json.load(open(bench_json))
     runs = data["benchmarks"]
@@ -72,6 +82,13 @@ def main(bench_json, instr_tsv, out_dir):
            "- **vs glibc**, **vs long double**: our time over glibc's same-precision function and over its",
            "  long-double function, both called in a loop over the same inputs, at length 1000 (below 1: we",
            "  are faster).",
+           "",
+           f"Machine: {cpu_model()}.  Inputs (`bench/inputs.h`): **main** draws the family's main-path range",
+           "(for example Exp [-700, 700], Ln log-uniform over [1e-300, 1e300], Pow bases [0.1, 10],",
+           "trigonometric functions [-100, 100]; complex functions take both parts from that range times 1e-5);",
+           "**special** draws the inputs that take the rare paths (large trigonometric arguments, subnormals,",
+           "overflow and underflow thresholds).  Times are CPU time and can be raised by other load on the",
+           "machine; the instruction counts cannot.",
            ""]
     chart = []
     for fam in sorted(families):
@@ -118,7 +135,8 @@ def main(bench_json, instr_tsv, out_dir):
         ax.bar([x - 0.2 for x in xs], [c[1] for c in chart], 0.4, label="libkelvmpx (64f)")
         ax.bar([x + 0.2 for x in xs], [c[2] for c in chart], 0.4, label="glibc double")
         ax.set_xticks(list(xs), [c[0] for c in chart])
-        ax.set_ylabel("million elements / s (length 1000)")
+        ax.set_yscale("log")  # the slow functions stay visible beside the fast ones
+        ax.set_ylabel("million elements / s (length 1000, log scale)")
         ax.legend()
         fig.tight_layout()
         fig.savefig(f"{out_dir}/performance.png", dpi=100)
