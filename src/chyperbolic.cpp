@@ -48,12 +48,14 @@ using kel::cplx::is_finite;
 using kel::cplx::is_inf;
 using kel::cplx::is_nan;
 using kel::cplx::is_negative;
+using kel::cplx::negated;
+using kel::cplx::times_i;
+using kel::cplx::times_minus_i;
 using kel::cplx::with_sign_of;
 
 constexpr double kTanhSaturation = 23.0;  // 2 e^-46 = 2^-65.4
 
 inline double signed_zero(bool negative) { return negative ? -0.0 : 0.0; }
-inline double negated(double v) { return is_nan(v) ? v : kel::double_from_bits(kel::bits(v) ^ (1ull << 63)); }
 
 // Rounds each part once to double; a nonzero subnormal part raises underflow.
 inline Kel64fc finish(long double re, long double im) {
@@ -126,9 +128,6 @@ Kel64fc tanh_kernel(Kel64fc z) {
   return finish((h.sinh * h.cosh) * inv, (sn * cs) * inv);
 }
 
-// i w = -Im w + i Re w; -i w = Im w - i Re w.
-inline Kel64fc times_i(Kel64fc w) { return {negated(w.im), w.re}; }
-inline Kel64fc times_minus_i(Kel64fc w) { return {w.im, negated(w.re)}; }
 
 Kel64fc cos_kernel(Kel64fc z) { return cosh_sinh<false>(times_i(z)); }
 Kel64fc sin_kernel(Kel64fc z) { return times_minus_i(cosh_sinh<true>(times_i(z))); }

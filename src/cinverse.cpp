@@ -53,6 +53,9 @@ using kel::cplx::is_finite;
 using kel::cplx::is_inf;
 using kel::cplx::is_nan;
 using kel::cplx::is_negative;
+using kel::cplx::negated;
+using kel::cplx::times_i;
+using kel::cplx::times_minus_i;
 using kel::cplx::underflow_checked;
 
 constexpr long double kPi = 3.14159265358979323846264338327950288L;
@@ -63,11 +66,6 @@ constexpr long double kACrossover = 1.5L;  // below: imaginary part by log1p
 
 // v with the sign of s; a NaN keeps its own sign.
 inline double signed_like(double v, double s) { return is_nan(v) ? v : kel::cplx::with_sign_of(v, s); }
-inline double negated(double v) { return is_nan(v) ? v : -v; }
-
-// Multiplication by i and by -i: swap the parts and negate one.
-inline Kel64fc times_i(Kel64fc z) { return {negated(z.im), z.re}; }
-inline Kel64fc times_minus_i(Kel64fc z) { return {z.im, negated(z.re)}; }
 
 inline long double hypot_ld(long double a, long double b) { return orxsqrtl_scalar(a * a + b * b); }
 

@@ -79,16 +79,9 @@ void element32(const Kel32fc& a, const Kel32fc& b, Kel32fc* y) {
     return kel::frame::unary<kel::frame::kComplexGuard, Element>(s, d, n, nullptr);      \
   }
 
-// The five members of a unary complex family; accuracy suffixes share the code.
-#define KEL_COMPLEX_UNARY(Name, Kernel)                                    \
-  KEL_COMPLEX_MEMBER(Name, 32fc, A11, kel::cplx::element32<Kernel>)        \
-  KEL_COMPLEX_MEMBER(Name, 32fc, A21, kel::cplx::element32<Kernel>)        \
-  KEL_COMPLEX_MEMBER(Name, 32fc, A24, kel::cplx::element32<Kernel>)        \
-  KEL_COMPLEX_MEMBER(Name, 64fc, A50, kel::cplx::element64<Kernel>)        \
-  KEL_COMPLEX_MEMBER(Name, 64fc, A53, kel::cplx::element64<Kernel>)
-
-// The five members of the Pow shape (two sources, src1 the base) and of the
-// Powx shape (the exponent by value, copied as bits by the frame).
+// The five members of a complex family; the accuracy suffixes share the code.
+// Shapes: unary, Pow (two sources, src1 the base) and Powx (the exponent by
+// value, copied as bits by the frame).
 #define KEL_COMPLEX_FIVE(Member, Name, Kernel)                  \
   Member(Name, 32fc, A11, kel::cplx::element32<Kernel>)         \
   Member(Name, 32fc, A21, kel::cplx::element32<Kernel>)         \
@@ -103,5 +96,6 @@ void element32(const Kel32fc& a, const Kel32fc& b, Kel32fc* y) {
   KEL_API KelStatus kels##Name##_##T##_##Acc(const Kel##T* s, Kel##T v, Kel##T* d, int n) {    \
     return kel::frame::scalar_exponent<kel::frame::kComplexGuard, Element>(s, v, d, n, nullptr); \
   }
+#define KEL_COMPLEX_UNARY(Name, Kernel) KEL_COMPLEX_FIVE(KEL_COMPLEX_MEMBER, Name, Kernel)
 #define KEL_COMPLEX_BINARY(Name, Kernel) KEL_COMPLEX_FIVE(KEL_COMPLEX_BINARY_MEMBER, Name, Kernel)
 #define KEL_COMPLEX_SCALAR_EXPONENT(Name, Kernel) KEL_COMPLEX_FIVE(KEL_COMPLEX_SCALAR_MEMBER, Name, Kernel)

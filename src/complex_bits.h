@@ -34,6 +34,15 @@ inline C quiet_signalling(const C& z) {
   return C{re ? quieted(z.re) : z.re, im ? quieted(z.im) : z.im};
 }
 
+// -v by its sign bit; a NaN keeps its sign.
+inline double negated(double v) { return is_nan(v) ? v : double_from_bits(bits(v) ^ (1ull << 63)); }
+
+// Multiplication by i and by -i, exact: swap the parts and negate one
+// (i w = -Im w + i Re w; -i w = Im w - i Re w).  The circular and inverse
+// circular kernels reach the hyperbolic ones this way.
+inline Kel64fc times_i(Kel64fc w) { return {negated(w.im), w.re}; }
+inline Kel64fc times_minus_i(Kel64fc w) { return {w.im, negated(w.re)}; }
+
 // fabs clears the sign bit in the register: -0 gives +0, and no flag.
 inline long double abs_ld(long double v) { return __builtin_fabsl(v); }
 

@@ -21,6 +21,7 @@
 
 #include "ld.h"
 #include "ld_trig.h"
+#include "x87.h"
 
 namespace kel::fr {
 
@@ -75,9 +76,7 @@ inline long double nearest_midpoint(long double v) {
 template <uint64_t Bound>
 inline bool settles(long double v) {
   static_assert(Bound < 512, "the double screen needs the error within half a double ulp");
-  uint64_t d;
-  const double vd = static_cast<double>(v);
-  __builtin_memcpy(&d, &vd, sizeof d);
+  const uint64_t d = kel::bits_rounded_to_double(v);
   if (((d >> 52) & 0x7FF) < 1023 - 126) return settles_tiny(v, Bound);
   return (d & 0x1FFFFFFF) - 0x0FFFFFFF > 2;
 }

@@ -319,148 +319,67 @@ template <auto Kernel> struct Extended {
 
 // Instantiates the five accuracy members of a real family from one element
 // kernel per precision.  Members that share an algorithm are separate
-// functions, each passing this unit's name object.
-#define KEL_REAL_UNARY(Name, Kernel32, Kernel50, Kernel53)                     \
-  KEL_API KelStatus kels##Name##_32f_A11(const float *s, float *d, int n) {    \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(                \
-        s, d, n, _ORX_THISFUNC_NAME);                                          \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_32f_A21(const float *s, float *d, int n) {    \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(                \
-        s, d, n, _ORX_THISFUNC_NAME);                                          \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_32f_A24(const float *s, float *d, int n) {    \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel32>(                \
-        s, d, n, _ORX_THISFUNC_NAME);                                          \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_64f_A50(const double *s, double *d, int n) {  \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel50>(                \
-        s, d, n, _ORX_THISFUNC_NAME);                                          \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_64f_A53(const double *s, double *d, int n) {  \
-    return kel::frame::unary<kel::frame::kRealGuard, Kernel53>(                \
-        s, d, n, _ORX_THISFUNC_NAME);                                          \
-  }
-
-#define KEL_REAL_BINARY(Name, Kernel32, Kernel50, Kernel53)                    \
-  KEL_REAL_BINARY_GUARDED(Name, kel::frame::kRealGuard, Kernel32, Kernel50,    \
-                          Kernel53)
-
-#define KEL_REAL_BINARY_GUARDED(Name, Guard, Kernel32, Kernel50, Kernel53)     \
-  KEL_API KelStatus kels##Name##_32f_A11(const float *a, const float *b,       \
-                                         float *d, int n) {                    \
-    return kel::frame::binary<Guard, Kernel32>(a, b, d, n,                     \
-                                               _ORX_THISFUNC_NAME);            \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_32f_A21(const float *a, const float *b,       \
-                                         float *d, int n) {                    \
-    return kel::frame::binary<Guard, Kernel32>(a, b, d, n,                     \
-                                               _ORX_THISFUNC_NAME);            \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_32f_A24(const float *a, const float *b,       \
-                                         float *d, int n) {                    \
-    return kel::frame::binary<Guard, Kernel32>(a, b, d, n,                     \
-                                               _ORX_THISFUNC_NAME);            \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_64f_A50(const double *a, const double *b,     \
-                                         double *d, int n) {                   \
-    return kel::frame::binary<Guard, Kernel50>(a, b, d, n,                     \
-                                               _ORX_THISFUNC_NAME);            \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_64f_A53(const double *a, const double *b,     \
-                                         double *d, int n) {                   \
-    return kel::frame::binary<Guard, Kernel53>(a, b, d, n,                     \
-                                               _ORX_THISFUNC_NAME);            \
-  }
-
-#define KEL_REAL_SCALAR_EXPONENT(Name, Kernel32, Kernel50, Kernel53)           \
-  KEL_REAL_SCALAR_EXPONENT_GUARDED(Name, kel::frame::kRealGuard, Kernel32,     \
-                                   Kernel50, Kernel53)
-
-#define KEL_REAL_SCALAR_EXPONENT_GUARDED(Name, Guard, Kernel32, Kernel50,      \
-                                         Kernel53)                             \
-  KEL_API KelStatus kels##Name##_32f_A11(const float *s, float v, float *d,    \
-                                         int n) {                              \
-    return kel::frame::scalar_exponent<Guard, Kernel32>(s, v, d, n,            \
-                                                        _ORX_THISFUNC_NAME);   \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_32f_A21(const float *s, float v, float *d,    \
-                                         int n) {                              \
-    return kel::frame::scalar_exponent<Guard, Kernel32>(s, v, d, n,            \
-                                                        _ORX_THISFUNC_NAME);   \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_32f_A24(const float *s, float v, float *d,    \
-                                         int n) {                              \
-    return kel::frame::scalar_exponent<Guard, Kernel32>(s, v, d, n,            \
-                                                        _ORX_THISFUNC_NAME);   \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_64f_A50(const double *s, double v, double *d, \
-                                         int n) {                              \
-    return kel::frame::scalar_exponent<Guard, Kernel50>(s, v, d, n,            \
-                                                        _ORX_THISFUNC_NAME);   \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_64f_A53(const double *s, double v, double *d, \
-                                         int n) {                              \
-    return kel::frame::scalar_exponent<Guard, Kernel53>(s, v, d, n,            \
-                                                        _ORX_THISFUNC_NAME);   \
-  }
-
-#define KEL_REAL_TWO_RESULTS(Name, Kernel32, Kernel50, Kernel53)               \
-  KEL_API KelStatus kels##Name##_32f_A11(const float *s, float *d1, float *d2, \
-                                         int n) {                              \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(          \
-        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_32f_A21(const float *s, float *d1, float *d2, \
-                                         int n) {                              \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(          \
-        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_32f_A24(const float *s, float *d1, float *d2, \
-                                         int n) {                              \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel32>(          \
-        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_64f_A50(const double *s, double *d1,          \
-                                         double *d2, int n) {                  \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel50>(          \
-        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
-  }                                                                            \
-  KEL_API KelStatus kels##Name##_64f_A53(const double *s, double *d1,          \
-                                         double *d2, int n) {                  \
-    return kel::frame::two_results<kel::frame::kRealGuard, Kernel53>(          \
-        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
-  }
-
-// The same members on the two-at-a-time loop; each argument is an element
-// class for kel::frame::unary_pairs or two_results_pairs.
-#define KEL_PAIRS_UNARY_MEMBER(Func, T, K)                                     \
+// functions, each passing this unit's name object.  A member macro writes one
+// exported function of a shape; KEL_REAL_FIVE writes the five of a family.
+#define KEL_UNARY_MEMBER(Func, T, Guard, K)                                    \
   KEL_API KelStatus Func(const T *s, T *d, int n) {                            \
-    return kel::frame::unary_pairs<kel::frame::kRealGuard, K>(                 \
-        s, d, n, _ORX_THISFUNC_NAME);                                          \
+    return kel::frame::unary<Guard, K>(s, d, n, _ORX_THISFUNC_NAME);           \
   }
+#define KEL_BINARY_MEMBER(Func, T, Guard, K)                                   \
+  KEL_API KelStatus Func(const T *a, const T *b, T *d, int n) {                \
+    return kel::frame::binary<Guard, K>(a, b, d, n, _ORX_THISFUNC_NAME);       \
+  }
+#define KEL_SCALAR_EXPONENT_MEMBER(Func, T, Guard, K)                          \
+  KEL_API KelStatus Func(const T *s, T v, T *d, int n) {                       \
+    return kel::frame::scalar_exponent<Guard, K>(s, v, d, n,                   \
+                                                 _ORX_THISFUNC_NAME);          \
+  }
+#define KEL_TWO_RESULTS_MEMBER(Func, T, Guard, K)                              \
+  KEL_API KelStatus Func(const T *s, T *d1, T *d2, int n) {                    \
+    return kel::frame::two_results<Guard, K>(s, d1, d2, n,                     \
+                                             _ORX_THISFUNC_NAME);              \
+  }
+// The same shapes on the two-at-a-time loop; each kernel argument is an
+// element class for kel::frame::unary_pairs or two_results_pairs.
+#define KEL_PAIRS_UNARY_MEMBER(Func, T, Guard, K)                              \
+  KEL_API KelStatus Func(const T *s, T *d, int n) {                            \
+    return kel::frame::unary_pairs<Guard, K>(s, d, n, _ORX_THISFUNC_NAME);     \
+  }
+#define KEL_PAIRS_TWO_RESULTS_MEMBER(Func, T, Guard, K)                        \
+  KEL_API KelStatus Func(const T *s, T *d1, T *d2, int n) {                    \
+    return kel::frame::two_results_pairs<Guard, K>(s, d1, d2, n,               \
+                                                   _ORX_THISFUNC_NAME);        \
+  }
+
+#define KEL_REAL_FIVE(Member, Guard, Name, K32, K50, K53)                      \
+  Member(kels##Name##_32f_A11, float, Guard, K32)                              \
+  Member(kels##Name##_32f_A21, float, Guard, K32)                              \
+  Member(kels##Name##_32f_A24, float, Guard, K32)                              \
+  Member(kels##Name##_64f_A50, double, Guard, K50)                             \
+  Member(kels##Name##_64f_A53, double, Guard, K53)
+
+#define KEL_REAL_UNARY(Name, K32, K50, K53)                                    \
+  KEL_REAL_FIVE(KEL_UNARY_MEMBER, kel::frame::kRealGuard, Name, K32, K50, K53)
+#define KEL_REAL_BINARY(Name, K32, K50, K53)                                   \
+  KEL_REAL_FIVE(KEL_BINARY_MEMBER, kel::frame::kRealGuard, Name, K32, K50, K53)
+#define KEL_REAL_BINARY_GUARDED(Name, Guard, K32, K50, K53)                    \
+  KEL_REAL_FIVE(KEL_BINARY_MEMBER, Guard, Name, K32, K50, K53)
+#define KEL_REAL_SCALAR_EXPONENT(Name, K32, K50, K53)                          \
+  KEL_REAL_FIVE(KEL_SCALAR_EXPONENT_MEMBER, kel::frame::kRealGuard, Name, K32, \
+                K50, K53)
+#define KEL_REAL_SCALAR_EXPONENT_GUARDED(Name, Guard, K32, K50, K53)           \
+  KEL_REAL_FIVE(KEL_SCALAR_EXPONENT_MEMBER, Guard, Name, K32, K50, K53)
+#define KEL_REAL_TWO_RESULTS(Name, K32, K50, K53)                              \
+  KEL_REAL_FIVE(KEL_TWO_RESULTS_MEMBER, kel::frame::kRealGuard, Name, K32,     \
+                K50, K53)
+#define KEL_REAL_UNARY_PAIRS(Name, K32, K50, K53)                              \
+  KEL_REAL_FIVE(KEL_PAIRS_UNARY_MEMBER, kel::frame::kRealGuard, Name, K32,     \
+                K50, K53)
 // Families computing with 64-bit significands: 64-bit precision for the
 // whole call, the real guard around each report.
-#define KEL_PAIRS_EXTENDED_UNARY_MEMBER(Func, T, K)                            \
-  KEL_API KelStatus Func(const T *s, T *d, int n) {                            \
-    return kel::frame::unary_pairs<kel::frame::kExtendedRealGuard, K>(         \
-        s, d, n, _ORX_THISFUNC_NAME);                                          \
-  }
-#define KEL_PAIRS_TWO_RESULTS_MEMBER(Func, T, K)                               \
-  KEL_API KelStatus Func(const T *s, T *d1, T *d2, int n) {                    \
-    return kel::frame::two_results_pairs<kel::frame::kRealGuard, K>(           \
-        s, d1, d2, n, _ORX_THISFUNC_NAME);                                     \
-  }
-#define KEL_PAIRS_MEMBERS(Shape, Name, K32, K50, K53)                          \
-  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A11, float, K32)                 \
-      KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A21, float, K32)             \
-          KEL_PAIRS_##Shape##_MEMBER(kels##Name##_32f_A24, float, K32)         \
-              KEL_PAIRS_##Shape##_MEMBER(kels##Name##_64f_A50, double, K50)    \
-                  KEL_PAIRS_##Shape##_MEMBER(kels##Name##_64f_A53, double,     \
-                                             K53)
-#define KEL_REAL_UNARY_PAIRS(Name, K32, K50, K53)                              \
-  KEL_PAIRS_MEMBERS(UNARY, Name, K32, K50, K53)
 #define KEL_REAL_UNARY_PAIRS_EXTENDED(Name, K32, K50, K53)                     \
-  KEL_PAIRS_MEMBERS(EXTENDED_UNARY, Name, K32, K50, K53)
+  KEL_REAL_FIVE(KEL_PAIRS_UNARY_MEMBER, kel::frame::kExtendedRealGuard, Name,  \
+                K32, K50, K53)
 #define KEL_REAL_TWO_RESULTS_PAIRS(Name, K32, K50, K53)                        \
-  KEL_PAIRS_MEMBERS(TWO_RESULTS, Name, K32, K50, K53)
+  KEL_REAL_FIVE(KEL_PAIRS_TWO_RESULTS_MEMBER, kel::frame::kRealGuard, Name,    \
+                K32, K50, K53)

@@ -84,11 +84,7 @@ void hyperbolic(long double x, long double* sh, long double* ch) {
     return;
   }
   if (e < kBias - 32) {  // |x| < 2^-32
-    if (f.mant != 0) {
-      // A subnormal sinh or tanh is tiny and inexact: underflow.
-      if ((Want & (kSinh | kTanh)) && e == 0) kel::raise_by_store<long double>(kel::opaque(x) * x);
-      kel::raise_by_store<long double>(kel::opaque(1.0L) + 0x1p-100L);  // inexact
-    }
+    raise_tiny_argument_flags(x, f, Want & (kSinh | kTanh));
     if (Want & (kSinh | kTanh)) *sh = x;
     if (Want & kCosh) *ch = 1.0L;
     return;

@@ -12,6 +12,8 @@
 
 #include <cstdint>
 
+#include "x87.h"
+
 namespace kel::ld {
 
 // The stored fields: the 64-bit significand with its explicit leading bit and
@@ -113,5 +115,14 @@ extern const Atan2Data kAtan2;
 // Square root: tools/gen/gen_sqrtl.cpp.  Seeds 2^16 / sqrt(m) at the
 // midpoints of the 192 intervals [i/64, (i+1)/64) of m in [1, 4).
 extern const uint16_t kRsqrtSeed[192];
+
+// Flags of a kernel whose result is x (its odd part: sin, tan, sinh, tanh)
+// or 1 (its even part) for |x| < 2^-32: inexact for x nonzero, and underflow
+// when x is subnormal and the odd part is wanted.
+inline void raise_tiny_argument_flags(long double x, Fields f, bool odd_wanted) {
+  if (f.mant == 0) return;
+  if (odd_wanted && (f.se & kExpMask) == 0) kel::raise_by_store<long double>(kel::opaque(x) * x);
+  kel::raise_by_store<long double>(kel::opaque(1.0L) + 0x1p-100L);
+}
 
 }  // namespace kel::ld

@@ -210,11 +210,7 @@ inline void sincos(long double x, long double* sn, long double* cs) {
     return;
   }
   if (e < kBias - 32) {  // |x| < 2^-32: sin x = tan x = x, cos x = 1 after rounding
-    if (f.mant != 0) {
-      // A subnormal sine is tiny and inexact: underflow (the cosine, 1, is not).
-      if ((Want & (kSine | kTangent)) && e == 0) kel::raise_by_store<long double>(kel::opaque(x) * x);
-      kel::raise_by_store<long double>(kel::opaque(1.0L) + 0x1p-100L);    // inexact
-    }
+    raise_tiny_argument_flags(x, f, Want & (kSine | kTangent));
     if (Want & (kSine | kTangent)) *sn = x;
     if (Want & kCosine) *cs = 1.0L;
     return;

@@ -61,8 +61,16 @@ inline T round_to(long double v) {
   return slot;
 }
 
-inline double round_to_double(long double v) { return round_to<double>(v); }
-inline float round_to_float(long double v) { return round_to<float>(v); }
+// The bit pattern of v rounded to double by one store (fstl): the rounding
+// point of a screen that reads the rounded value as an integer, which a load
+// can take straight from the store.
+inline uint64_t bits_rounded_to_double(long double v) {
+  double slot;
+  asm volatile("fstl %0" : "=m"(slot) : "t"(v));
+  uint64_t b;
+  __builtin_memcpy(&b, &slot, sizeof b);
+  return b;
+}
 
 // Stores v to a discarded T only for the exception flags the store raises.
 template <class T>
