@@ -44,14 +44,7 @@ namespace {
 
 using kel::is_zero;
 using kel::round_to;
-using kel::cplx::is_finite;
-using kel::cplx::is_inf;
-using kel::cplx::is_nan;
-using kel::cplx::is_negative;
-using kel::cplx::negated;
-using kel::cplx::times_i;
-using kel::cplx::times_minus_i;
-using kel::cplx::with_sign_of;
+using namespace kel::cplx;
 
 constexpr double kTanhSaturation = 23.0;  // 2 e^-46 = 2^-65.4
 

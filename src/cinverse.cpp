@@ -48,15 +48,7 @@ namespace {
 
 using kel::is_zero;
 using kel::round_to;
-using kel::cplx::abs_ld;
-using kel::cplx::is_finite;
-using kel::cplx::is_inf;
-using kel::cplx::is_nan;
-using kel::cplx::is_negative;
-using kel::cplx::negated;
-using kel::cplx::times_i;
-using kel::cplx::times_minus_i;
-using kel::cplx::underflow_checked;
+using namespace kel::cplx;
 
 constexpr long double kPi = 3.14159265358979323846264338327950288L;
 constexpr long double kHalfPi = kPi / 2;
