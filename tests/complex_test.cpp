@@ -1,11 +1,11 @@
-// Complex exponential, logarithms and square root: the frame (checks, 0x300
-// guard, status, in-place calls, float shim), every special value of the
-// kernels, flags, and normwise accuracy against MPC.
+// Complex exponential, logarithms and square root: the frame, the members of
+// every unary complex family, special values and flags, accuracy against MPC.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
-#include <random>
+#include <string>
 #include <vector>
 
 #include "check.h"
@@ -13,23 +13,11 @@
 #include "kelvm.h"
 
 using namespace kelfpu;
+using kelacc::same_value;
 
 namespace {
 
 const double inf = INFINITY, nan_ = NAN;
-
-bool same(double a, double b) {
-  if (std::isnan(a) && std::isnan(b)) return true;
-  return std::memcmp(&a, &b, 8) == 0;
-}
-
-::testing::AssertionResult same(Kel64fc got, Kel64fc want) {
-  if (same(got.re, want.re) && same(got.im, want.im)) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "got (" << got.re << ", " << got.im << ") want (" << want.re << ", "
-                                       << want.im << ")";
-}
-
-// ---- frame ----
 
 TEST(ComplexFrame, ChecksAndStatus) {
   Kel64fc z[2] = {{1, 1}, {2, 2}}, r[2];
@@ -54,39 +42,41 @@ TEST(ComplexFrame, GuardIs64BitNearestAndRestored) {
     ScopedControlWord cw(caller);
     EXPECT_EQ(kelsExp_64fc_A53(z, r, 2), 0);
     EXPECT_EQ(control_word(), caller);
-    EXPECT_TRUE(same(r[0], expected[0]));
-    EXPECT_TRUE(same(r[1], expected[1]));
+    EXPECT_TRUE(same_value(r[0], expected[0]) && same_value(r[1], expected[1]));
   }
 }
 
-TEST(ComplexFrame, InPlaceAndMembersAgree) {
-  std::vector<Kel64fc> z = {{0.5, -0.25}, {-3, 4}, {1e-300, 1e300}, {700, 2}};
-  std::vector<Kel64fc> a(z.size()), b = z;
-  using F = KelStatus (*)(const Kel64fc*, Kel64fc*, int);
-  const F pairs[][2] = {{kelsExp_64fc_A50, kelsExp_64fc_A53},
-                        {kelsLn_64fc_A50, kelsLn_64fc_A53},
-                        {kelsLog10_64fc_A50, kelsLog10_64fc_A53},
-                        {kelsSqrt_64fc_A50, kelsSqrt_64fc_A53}};
-  for (const auto& p : pairs) {
-    b = z;
-    p[0](z.data(), a.data(), 4);
-    p[1](b.data(), b.data(), 4);
-    for (size_t i = 0; i < z.size(); ++i) EXPECT_TRUE(same(a[i], b[i]));
+// The members of a family share one kernel: bit for bit the same results,
+// every second member called in place.
+template <class C>
+void expect_members_agree(const std::string& stem, std::initializer_list<const char*> flavours,
+                          const std::vector<C>& z) {
+  std::vector<C> first;
+  bool in_place = false;
+  for (const char* flavour : flavours) {
+    const std::string name = stem + flavour;
+    const auto fn = reinterpret_cast<KelStatus (*)(const C*, C*, int)>(dlsym(RTLD_DEFAULT, name.c_str()));
+    ASSERT_NE(fn, nullptr) << name;
+    std::vector<C> out = z;
+    fn(in_place ? out.data() : z.data(), out.data(), static_cast<int>(z.size()));
+    if (first.empty()) first = out;
+    EXPECT_EQ(std::memcmp(out.data(), first.data(), sizeof(C) * z.size()), 0) << name << (in_place ? " in place" : "");
+    in_place = !in_place;
   }
-  const Kel32fc fz[2] = {{0.5f, -0.25f}, {-3, 4}};
-  Kel32fc f1[2], f2[2], f3[2];
-  kelsSqrt_32fc_A11(fz, f1, 2);
-  kelsSqrt_32fc_A21(fz, f2, 2);
-  kelsSqrt_32fc_A24(fz, f3, 2);
-  EXPECT_EQ(std::memcmp(f1, f2, sizeof f1), 0);
-  EXPECT_EQ(std::memcmp(f1, f3, sizeof f1), 0);
-  EXPECT_EQ(f1[1].re, 1.0f);
-  EXPECT_EQ(f1[1].im, 2.0f);
 }
 
+TEST(ComplexFrame, MembersAgreeInPlaceOrNot) {
+  for (const auto& f : kelacc::complex_functions()) {
+    if (f.shape != kelacc::Shape::unary) continue;
+    const std::string stem = std::string("kels") + f.name;
+    expect_members_agree<Kel64fc>(stem + "_64fc_", {"A53", "A50"}, f.gen64(sized(64, 512), 3).a);
+    expect_members_agree<Kel32fc>(stem + "_32fc_", {"A24", "A21", "A11"}, f.gen32(sized(64, 512), 3).a);
+  }
+}
+
+// exp(-92) ~ 1.1e-40 is a subnormal float but a normal double: the float
+// shim raises underflow itself.
 TEST(ComplexFrame, FloatShimRaisesUnderflowForSubnormalPart) {
-  // e^(-90 + i pi/4)/... : exp(-92) ~ 1.1e-40 is a subnormal float but a
-  // normal double; the shim must raise underflow itself.
   const Kel32fc z = {-92.0f, 0.5f};
   Kel32fc r;
   ScopedControlWord cw(kDefault);
@@ -100,11 +90,8 @@ TEST(ComplexFrame, FloatShimRaisesUnderflowForSubnormalPart) {
   EXPECT_FALSE(flags() & kUnderflow);
 }
 
-// ---- special values ----
-
 struct Special {
   Kel64fc (*kernel)(Kel64fc);
-  const char* name;
   Kel64fc z, want;
   uint16_t flag;  // a flag that must be raised (0: none required)
 };
@@ -113,98 +100,54 @@ const double kPiOverLn10 = 1.3643763538418414;  // pi / ln 10
 const double kQuarterPiOverLn10 = 0.34109408846046035;
 
 const Special kSpecials[] = {
-    {orxcexp_scalar, "cexp(0+i0)", {0, 0}, {1, 0}, 0},
-    {orxcexp_scalar, "cexp(1-i0)", {1, -0.0}, {2.718281828459045, -0.0}, 0},
-    {orxcexp_scalar, "cexp(-0-i0)", {-0.0, -0.0}, {1, -0.0}, 0},
-    {orxcexp_scalar, "cexp(+inf+i0)", {inf, 0}, {inf, 0}, 0},
-    {orxcexp_scalar, "cexp(-inf-i0)", {-inf, -0.0}, {0, -0.0}, 0},
-    {orxcexp_scalar, "cexp(nan+i0)", {nan_, 0}, {nan_, 0}, 0},
-    {orxcexp_scalar, "cexp(-inf+i inf)", {-inf, inf}, {0, 0}, 0},
-    {orxcexp_scalar, "cexp(-inf-i inf)", {-inf, -inf}, {0, -0.0}, 0},
-    {orxcexp_scalar, "cexp(-inf+i nan)", {-inf, nan_}, {0, 0}, 0},
-    {orxcexp_scalar, "cexp(+inf+i nan)", {inf, nan_}, {inf, nan_}, 0},
-    {orxcexp_scalar, "cexp(1+i inf)", {1, inf}, {nan_, nan_}, kInvalid},
-    {orxcexp_scalar, "cexp(0+i inf)", {0, inf}, {nan_, nan_}, kInvalid},
-    {orxcexp_scalar, "cexp(3000+i1e-310)", {3000, 1e-310}, {inf, inf}, kOverflow},
-    {orxcexp_scalar, "cexp(-3000+i1)", {-3000, 1}, {0, 0}, kUnderflow},
-    {orxcexp_scalar, "cexp(+inf+i2)", {inf, 2}, {-inf, inf}, 0},
-    {orxcexp_scalar, "cexp(-inf+i2)", {-inf, 2}, {-0.0, 0}, 0},
-    {orxclog_scalar, "clog(0+i0)", {0, 0}, {-inf, 0}, kDivByZero},
-    {orxclog_scalar, "clog(-0+i0)", {-0.0, 0}, {-inf, M_PI}, kDivByZero},
-    {orxclog_scalar, "clog(-0-i0)", {-0.0, -0.0}, {-inf, -M_PI}, kDivByZero},
-    {orxclog_scalar, "clog(0-i0)", {0, -0.0}, {-inf, -0.0}, kDivByZero},
-    {orxclog_scalar, "clog(-inf+i nan)", {-inf, nan_}, {inf, nan_}, 0},
-    {orxclog_scalar, "clog(nan+i inf)", {nan_, inf}, {inf, nan_}, 0},
-    {orxclog_scalar, "clog(nan+i1)", {nan_, 1}, {nan_, nan_}, 0},
-    {orxclog_scalar, "clog(+inf+i inf)", {inf, inf}, {inf, M_PI / 4}, 0},
-    {orxclog_scalar, "clog(-inf+i1)", {-inf, 1}, {inf, M_PI}, 0},
-    {orxclog_scalar, "clog(-inf-i1)", {-inf, -1}, {inf, -M_PI}, 0},
-    {orxclog_scalar, "clog(1+i inf)", {1, inf}, {inf, M_PI / 2}, 0},
-    {orxclog_scalar, "clog(1+i0)", {1, 0}, {0, 0}, 0},
-    {orxclog10_scalar, "clog10(-inf+i2)", {-inf, 2}, {inf, kPiOverLn10}, 0},
-    {orxclog10_scalar, "clog10(+inf-i inf)", {inf, -inf}, {inf, -kQuarterPiOverLn10}, 0},
-    {orxclog10_scalar, "clog10(-inf-i0)", {-inf, -0.0}, {inf, -kPiOverLn10}, 0},
-    {orxclog10_scalar, "clog10(+inf+i3)", {inf, 3}, {inf, 0}, 0},
-    {orxclog10_scalar, "clog10(2+i inf)", {2, inf}, {inf, 2 * kQuarterPiOverLn10}, 0},
-    {orxclog10_scalar, "clog10(-inf+i inf)", {-inf, inf}, {inf, 3 * kQuarterPiOverLn10}, 0},
-    {orxclog10_scalar, "clog10(nan+i inf)", {nan_, inf}, {inf, nan_}, 0},
-    {orxclog10_scalar, "clog10(inf+i nan)", {inf, nan_}, {inf, nan_}, 0},
-    {orxclog10_scalar, "clog10(1+i nan)", {1, nan_}, {nan_, nan_}, 0},
-    {orxclog10_scalar, "clog10(-0-i0)", {-0.0, -0.0}, {-inf, -kPiOverLn10}, kDivByZero},
-    {orxclog10_scalar, "clog10(0-i0)", {0, -0.0}, {-inf, -0.0}, kDivByZero},
-    {orxclog10_scalar, "clog10(100+i0)", {100, 0}, {2, 0}, 0},
-    {orxcsqrt_scalar, "csqrt(-4+i0)", {-4, 0}, {0, 2}, 0},
-    {orxcsqrt_scalar, "csqrt(-4-i0)", {-4, -0.0}, {0, -2}, 0},
-    {orxcsqrt_scalar, "csqrt(4-i0)", {4, -0.0}, {2, -0.0}, 0},
-    {orxcsqrt_scalar, "csqrt(+0-i8)", {0, -8}, {2, -2}, 0},
-    {orxcsqrt_scalar, "csqrt(-0+i0)", {-0.0, 0}, {0, 0}, 0},
-    {orxcsqrt_scalar, "csqrt(nan-i inf)", {nan_, -inf}, {inf, -inf}, 0},
-    {orxcsqrt_scalar, "csqrt(1+i inf)", {1, inf}, {inf, inf}, 0},
-    {orxcsqrt_scalar, "csqrt(-inf+i nan)", {-inf, nan_}, {nan_, inf}, 0},
-    {orxcsqrt_scalar, "csqrt(inf+i nan)", {inf, nan_}, {inf, nan_}, 0},
-    {orxcsqrt_scalar, "csqrt(-inf+i1)", {-inf, 1}, {0, inf}, 0},
-    {orxcsqrt_scalar, "csqrt(-inf-i0)", {-inf, -0.0}, {0, -inf}, 0},
-    {orxcsqrt_scalar, "csqrt(inf-i1)", {inf, -1}, {inf, -0.0}, 0},
-    {orxcsqrt_scalar, "csqrt(nan+i1)", {nan_, 1}, {nan_, nan_}, 0},
-    {orxcsqrt_scalar, "csqrt(-3-i4)", {-3, -4}, {1, -2}, 0},
-    {orxcsqrt_scalar, "csqrt(3+i4)", {3, 4}, {2, 1}, 0},
+    {orxcexp_scalar, {0, 0}, {1, 0}, 0}, {orxcexp_scalar, {1, -0.0}, {2.718281828459045, -0.0}, 0},
+    {orxcexp_scalar, {-0.0, -0.0}, {1, -0.0}, 0}, {orxcexp_scalar, {inf, 0}, {inf, 0}, 0},
+    {orxcexp_scalar, {-inf, -0.0}, {0, -0.0}, 0}, {orxcexp_scalar, {nan_, 0}, {nan_, 0}, 0},
+    {orxcexp_scalar, {-inf, inf}, {0, 0}, 0}, {orxcexp_scalar, {-inf, -inf}, {0, -0.0}, 0},
+    {orxcexp_scalar, {-inf, nan_}, {0, 0}, 0}, {orxcexp_scalar, {inf, nan_}, {inf, nan_}, 0},
+    {orxcexp_scalar, {1, inf}, {nan_, nan_}, kInvalid}, {orxcexp_scalar, {0, inf}, {nan_, nan_}, kInvalid},
+    {orxcexp_scalar, {3000, 1e-310}, {inf, inf}, kOverflow}, {orxcexp_scalar, {-3000, 1}, {0, 0}, kUnderflow},
+    {orxcexp_scalar, {inf, 2}, {-inf, inf}, 0}, {orxcexp_scalar, {-inf, 2}, {-0.0, 0}, 0},
+    {orxclog_scalar, {0, 0}, {-inf, 0}, kDivByZero}, {orxclog_scalar, {-0.0, 0}, {-inf, M_PI}, kDivByZero},
+    {orxclog_scalar, {-0.0, -0.0}, {-inf, -M_PI}, kDivByZero}, {orxclog_scalar, {0, -0.0}, {-inf, -0.0}, kDivByZero},
+    {orxclog_scalar, {-inf, nan_}, {inf, nan_}, 0}, {orxclog_scalar, {nan_, inf}, {inf, nan_}, 0},
+    {orxclog_scalar, {nan_, 1}, {nan_, nan_}, 0}, {orxclog_scalar, {inf, inf}, {inf, M_PI / 4}, 0},
+    {orxclog_scalar, {-inf, 1}, {inf, M_PI}, 0}, {orxclog_scalar, {-inf, -1}, {inf, -M_PI}, 0},
+    {orxclog_scalar, {1, inf}, {inf, M_PI / 2}, 0}, {orxclog_scalar, {1, 0}, {0, 0}, 0},
+    {orxclog10_scalar, {-inf, 2}, {inf, kPiOverLn10}, 0},
+    {orxclog10_scalar, {inf, -inf}, {inf, -kQuarterPiOverLn10}, 0},
+    {orxclog10_scalar, {-inf, -0.0}, {inf, -kPiOverLn10}, 0}, {orxclog10_scalar, {inf, 3}, {inf, 0}, 0},
+    {orxclog10_scalar, {2, inf}, {inf, 2 * kQuarterPiOverLn10}, 0},
+    {orxclog10_scalar, {-inf, inf}, {inf, 3 * kQuarterPiOverLn10}, 0},
+    {orxclog10_scalar, {nan_, inf}, {inf, nan_}, 0}, {orxclog10_scalar, {inf, nan_}, {inf, nan_}, 0},
+    {orxclog10_scalar, {1, nan_}, {nan_, nan_}, 0},
+    {orxclog10_scalar, {-0.0, -0.0}, {-inf, -kPiOverLn10}, kDivByZero},
+    {orxclog10_scalar, {0, -0.0}, {-inf, -0.0}, kDivByZero}, {orxclog10_scalar, {100, 0}, {2, 0}, 0},
+    {orxcsqrt_scalar, {-4, 0}, {0, 2}, 0}, {orxcsqrt_scalar, {-4, -0.0}, {0, -2}, 0},
+    {orxcsqrt_scalar, {4, -0.0}, {2, -0.0}, 0}, {orxcsqrt_scalar, {0, -8}, {2, -2}, 0},
+    {orxcsqrt_scalar, {-0.0, 0}, {0, 0}, 0}, {orxcsqrt_scalar, {nan_, -inf}, {inf, -inf}, 0},
+    {orxcsqrt_scalar, {1, inf}, {inf, inf}, 0}, {orxcsqrt_scalar, {-inf, nan_}, {nan_, inf}, 0},
+    {orxcsqrt_scalar, {inf, nan_}, {inf, nan_}, 0}, {orxcsqrt_scalar, {-inf, 1}, {0, inf}, 0},
+    {orxcsqrt_scalar, {-inf, -0.0}, {0, -inf}, 0}, {orxcsqrt_scalar, {inf, -1}, {inf, -0.0}, 0},
+    {orxcsqrt_scalar, {nan_, 1}, {nan_, nan_}, 0}, {orxcsqrt_scalar, {-3, -4}, {1, -2}, 0},
+    {orxcsqrt_scalar, {3, 4}, {2, 1}, 0},
 };
 
 TEST(ComplexKernels, SpecialValues) {
   for (const Special& s : kSpecials) {
     ScopedControlWord cw(kDefault);
     const Kel64fc r = s.kernel(s.z);
-    EXPECT_TRUE(same(r, s.want)) << s.name;
-    if (s.flag) {
-      EXPECT_TRUE(flags() & s.flag) << s.name << " flags " << flags();
-    }
+    SCOPED_TRACE(kelacc::hex(s.z) + " -> " + kelacc::hex(r));
+    EXPECT_TRUE(same_value(r, s.want));
+    if (s.flag) EXPECT_TRUE(flags() & s.flag) << flags();
   }
-}
-
-TEST(ComplexKernels, ExtremeArguments) {
-  ScopedControlWord cw(kDefault);
-  // |z| is formed in the extended range: no overflow at 1e308 + i 1e308.
-  const Kel64fc s = orxcsqrt_scalar({1e308, 1e308});
-  EXPECT_NEAR(s.re / 1.0986841134678099e154, 1, 1e-15);
-  EXPECT_NEAR(s.im / 4.5508986056222733e153, 1, 1e-15);
-  const Kel64fc l = orxclog_scalar({1e308, 1e308});
-  EXPECT_NEAR(l.re, 709.5427822324462, 1e-12);  // 308 ln 10 + ln(2)/2
-  EXPECT_EQ(l.im, M_PI / 4);
-  // |z| near 1: the real part comes from log1p of the exact |z|^2 - 1.
-  const Kel64fc n = orxclog_scalar({1, 1e-10});
-  EXPECT_NEAR(n.re / 5e-21, 1, 1e-15);
-  EXPECT_EQ(n.im, 1e-10);
   // e^(-720 + i) has subnormal parts and leaves underflow set.
-  clear_flags();
+  ScopedControlWord cw(kDefault);
   const Kel64fc e = orxcexp_scalar({-720, 1});
   EXPECT_TRUE(e.re != 0 && std::fabs(e.re) < 0x1p-1022);
   EXPECT_TRUE(flags() & kUnderflow);
 }
 
-// ---- accuracy against MPC ----
-
-// Normwise error against MPC over the toolkit's complex generator (random
-// bits, unit circle, huge and tiny parts): 1 ulp for every member.
 TEST(ComplexAccuracy, NormwiseWithinOneUlp) {
   KELACC_EXPECT_COMPLEX_FAMILY_ACCURATE(Exp);
   KELACC_EXPECT_COMPLEX_FAMILY_ACCURATE(Ln);

@@ -1,21 +1,12 @@
-// One-line accuracy assertions for GoogleTest.
-//
-//   KELACC_EXPECT_ACCURATE(kelsExp_64f_A53);      // one member
-//   KELACC_EXPECT_REAL_FAMILY_ACCURATE(Exp);      // its five members
-//   KELACC_EXPECT_COMPLEX_FAMILY_ACCURATE(Exp);   // kelsExp_32fc_A11 ... _64fc_A53
-//   KELACC_EXPECT_ACCURATE(orxexpl_scalar);       // a long-double kernel
-//
-// Each samples default_samples() inputs from the function's registered
-// generator, measures against its registered reference and expects the bound
-// of its flavour (A53, A24: 1 ulp; A50: 4; A21: 8; A11: 2^13; the rounding
-// family exact; kernels kKernelBound ulps of the 64-bit significand) and no
-// class errors.  A failure prints the worst input in hex, the result, the
-// correctly rounded value and the error.  expect_accurate() is the same with
-// an explicit reference, generator and flavour.
+// One-line accuracy assertions for GoogleTest: KELACC_EXPECT_ACCURATE(member)
+// samples the registered generator against the registered reference and
+// expects the flavour's bound and no class errors; a failure prints the worst
+// input in hex.  expect_accurate() takes an explicit reference and generator.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -23,6 +14,10 @@
 #include "references.h"
 
 namespace kelacc {
+
+// Equal encodings, any NaN matching any NaN.
+inline bool same_value(double a, double b) { return (std::isnan(a) && std::isnan(b)) || kelfpu::same_bits(a, b); }
+inline bool same_value(Kel64fc a, Kel64fc b) { return same_value(a.re, b.re) && same_value(a.im, b.im); }
 
 inline void expect_within(const char* name, const Summary& s, double bound) {
   EXPECT_LE(s.max_ulps, bound) << s.describe(name) << " (bound " << bound << " ulp)";
@@ -43,9 +38,8 @@ void expect_accurate(const char* name, Fn fn, Ref ref, Generator<T> gen, const s
   expect_within(name, sample(fn, ref, gen(n, seed)), bound_for_flavour(flavour));
 }
 
-// One special input of a real unary member: the result it must store (bit
-// for bit; any quiet NaN when y is a NaN) and exactly the flags among
-// invalid, overflow, underflow and inexact it must raise, with status 0.
+// A special input of a real unary member: the stored result (bit for bit, any
+// quiet NaN for a NaN) and exactly the flags it raises, with status 0.
 template <class T>
 struct Special {
   T x, y;
