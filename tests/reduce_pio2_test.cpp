@@ -1,16 +1,15 @@
-// orxreduce_pio2d against an exact reduction with MPFR (pi to 4000 bits):
-// random arguments up to DBL_MAX, the path switches, the start-index corner of
-// the large path, negative arguments and the doubles nearest to multiples of
-// pi/2 (continued-fraction worst cases of every binade).
+// orxreduce_pio2d against an exact reduction with MPFR: random arguments up to
+// DBL_MAX, the path switches, every exponent of the large path, the mirror of
+// negative arguments and the doubles closest to multiples of pi/2.
 #include <gtest/gtest.h>
+#include <stdint.h>  // before mpfr.h: declares the intmax_t functions
 #include <mpfr.h>
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "accuracy.h"
@@ -19,191 +18,135 @@
 
 using namespace kelfpu;
 
+// Arguments with the most cancellation in a reduction by pi/2, shared with the
+// circular-function tests (declared there).
+namespace pio2cases {
+
+// Values of `digits` bits nearest to k pi / 2^s for random integers k below
+// 2^kbits (log-uniform), every other one negated.
+std::vector<long double> nearest_multiples(int s, int kbits, int digits, size_t n, uint64_t seed) {
+  std::mt19937_64 rng(seed);
+  mpfr_t t, k;
+  mpfr_inits2(256, t, k, static_cast<mpfr_ptr>(nullptr));  // k is exact, the product relative to 2^-256
+  std::vector<long double> out;
+  for (size_t i = 0; i < n; ++i) {
+    mpfr_set_uj_2exp(k, rng() | 1, static_cast<int>(rng() % (kbits + 1)) - 64, MPFR_RNDN);
+    mpfr_floor(k, k);
+    mpfr_add_ui(k, k, 1, MPFR_RNDN);
+    mpfr_const_pi(t, MPFR_RNDN);
+    mpfr_mul(t, t, k, MPFR_RNDN);
+    mpfr_div_2ui(t, t, s, MPFR_RNDN);
+    mpfr_prec_round(t, digits, MPFR_RNDN);
+    out.push_back((i & 1) ? -mpfr_get_ld(t, MPFR_RNDN) : mpfr_get_ld(t, MPFR_RNDN));
+    mpfr_set_prec(t, 256);
+  }
+  mpfr_clears(t, k, static_cast<mpfr_ptr>(nullptr));
+  return out;
+}
+
+// In the binade [2^E, 2^(E+1)) of a `digits`-bit format the closest
+// approaches to k pi/2 are M 2^(E+1-digits) for M the last convergent and
+// semiconvergent numerators below 2^digits of (pi/2) 2^(digits-1-E).
+std::vector<long double> closest_in_binade(int E, int digits) {
+  std::vector<long double> out;
+  mpfr_t a, fl;
+  mpfr_inits2(std::max(E, 0) + 2 * digits + 300, a, fl, static_cast<mpfr_ptr>(nullptr));  // 1/a keeps its fraction
+  mpfr_const_pi(a, MPFR_RNDN);
+  mpfr_mul_2si(a, a, digits - 2 - E, MPFR_RNDN);
+  const long double limit = std::ldexp(1.0L, digits);
+  long double p0 = 1, p1 = 0;  // p_{n-1}, p_{n-2}
+  for (int step = 0; step < 400; ++step) {
+    mpfr_floor(fl, a);
+    const long double p = mpfr_get_ld(fl, MPFR_RNDN) * p0 + p1;
+    if (p >= limit) {
+      const long double semi = std::floor((limit - 1 - p1) / p0);  // largest a with a p0 + p1 < 2^digits
+      if (semi >= 1) out.push_back(std::ldexp(semi * p0 + p1, E + 1 - digits));
+      out.push_back(std::ldexp(p0, E + 1 - digits));
+      break;
+    }
+    p1 = p0, p0 = p;
+    mpfr_sub(a, a, fl, MPFR_RNDN);
+    if (mpfr_zero_p(a)) break;
+    mpfr_ui_div(a, 1, a, MPFR_RNDN);
+  }
+  mpfr_clears(a, fl, static_cast<mpfr_ptr>(nullptr));
+  return out;
+}
+
+}  // namespace pio2cases
+
 namespace {
 
-// KELVM_TRIG_SCALE=k multiplies the random sample counts (long runs by hand).
-size_t scale() {
-  const char* k = std::getenv("KELVM_TRIG_SCALE");
-  return k ? std::strtoul(k, nullptr, 10) : 1;
-}
-constexpr mpfr_prec_t kBits = 4000;
-
-// Relative error of r[0] + r[1] against x - q*pi/2 taken modulo 2*pi into
-// (-pi, pi], and the reference's magnitude.
-struct Check {
-  double rel_error;   // |r0 + r1 - exact| / |exact|
-  double magnitude;   // |exact| / (pi/4)
-};
-
-class Exact {
- public:
-  Exact() {
-    mpfr_inits2(kBits, pio2_, twopi_, t_, u_, static_cast<mpfr_ptr>(nullptr));
-    mpfr_const_pi(pio2_, MPFR_RNDN);
-    mpfr_mul_2ui(twopi_, pio2_, 1, MPFR_RNDN);
-    mpfr_div_2ui(pio2_, pio2_, 1, MPFR_RNDN);
-  }
-  ~Exact() { mpfr_clears(pio2_, twopi_, t_, u_, static_cast<mpfr_ptr>(nullptr)); }
-
-  Check check(double x, int q, const double r[2]) {
-    mpfr_mul_si(t_, pio2_, q, MPFR_RNDN);
-    mpfr_d_sub(t_, x, t_, MPFR_RNDN);
-    mpfr_div(u_, t_, twopi_, MPFR_RNDN);
-    mpfr_round(u_, u_);
-    mpfr_mul(u_, u_, twopi_, MPFR_RNDN);
-    mpfr_sub(t_, t_, u_, MPFR_RNDN);  // exact reduced argument for quadrant q
-    mpfr_set_d(u_, r[0], MPFR_RNDN);
-    mpfr_add_d(u_, u_, r[1], MPFR_RNDN);
-    mpfr_sub(u_, u_, t_, MPFR_RNDN);
-    mpfr_div(u_, u_, t_, MPFR_RNDN);
-    Check c{std::fabs(mpfr_get_d(u_, MPFR_RNDN)), 0};
-    mpfr_div(u_, t_, pio2_, MPFR_RNDN);
-    c.magnitude = std::fabs(mpfr_get_d(u_, MPFR_RNDN)) * 2;
-    return c;
-  }
-
-  // The double nearest to k*pi/2 for an integer k given by a double.
-  double nearest_multiple(double k) {
-    mpfr_mul_d(t_, pio2_, k, MPFR_RNDN);
-    return mpfr_get_d(t_, MPFR_RNDN);
-  }
-
-  // Doubles of binade [2^E, 2^(E+1)) nearest to a multiple of pi/2: the
-  // numerators M < 2^53 of the last convergent and semiconvergent of
-  // (pi/2) * 2^(52-E), giving x = M * 2^(E-52).
-  std::vector<double> hard_cases(int E) {
-    std::vector<double> out;
-    mpfr_t a, fl;
-    mpfr_inits2(kBits, a, fl, static_cast<mpfr_ptr>(nullptr));
-    mpfr_mul_2si(a, pio2_, 52 - E, MPFR_RNDN);
-    const long double limit = 0x1p53L;
-    long double p0 = 1, p1 = 0;  // p_{n-1}, p_{n-2}
-    for (int step = 0; step < 400; ++step) {
-      mpfr_floor(fl, a);
-      const long double an = mpfr_get_ld(fl, MPFR_RNDN);
-      const long double p = an * p0 + p1;
-      if (p >= limit) {
-        const long double semi = std::floor((limit - 1 - p1) / p0);  // largest a with a*p0 + p1 < 2^53
-        if (semi >= 1) out.push_back(std::ldexp(static_cast<double>(semi * p0 + p1), E - 52));
-        if (p0 >= 1) out.push_back(std::ldexp(static_cast<double>(p0), E - 52));
-        break;
-      }
-      p1 = p0;
-      p0 = p;
-      mpfr_sub(a, a, fl, MPFR_RNDN);
-      if (mpfr_zero_p(a)) break;
-      mpfr_ui_div(a, 1, a, MPFR_RNDN);
-    }
-    mpfr_clears(a, fl, static_cast<mpfr_ptr>(nullptr));
-    return out;
-  }
-
- private:
-  mpfr_t pio2_, twopi_, t_, u_;
-};
-
-struct Worst {
-  double rel[2] = {0, 0}, x[2] = {0, 0};  // medium path, large path
-  size_t n = 0;
-};
-
-// Runs the reduction under the precision its callers set and checks the
-// contract: reduced argument within pi/4 (plus rounding), error below 2^-70
-// relative (2^-57 below 2^30), r[1] below an ulp of r[0], quadrant in 0..3.
-void reduce_and_check(Exact& ex, double x, Worst& w) {
-  double r[2];
-  int q;
+// Checks the contract at x and -x: quadrant in 0..3, r[0] + r[1] within
+// pi/4 (plus rounding) of x - q pi/2 modulo 2 pi, relative error below 2^-57
+// on the medium path (below 2^30) and 2^-70 on the large one, r[1] below half
+// an ulp of r[0]; -x gives exactly the negated parts and quadrant (-q) & 3.
+void reduce_and_check(double x) {
+  mpfr_t pio2, t, u;
+  mpfr_inits2(4000, pio2, t, u, static_cast<mpfr_ptr>(nullptr));
+  double r[2], rn[2];
+  int q, qn;
   {
     ScopedControlWord cw(kDouble);
     q = orxreduce_pio2d(x, r);
+    qn = orxreduce_pio2d(-x, rn);
   }
-  ASSERT_GE(q, 0) << kelacc::hex(x);
-  ASSERT_LE(q, 3) << kelacc::hex(x);
-  const Check c = ex.check(x, q, r);
-  EXPECT_LE(c.magnitude, 1.0 + 0x1p-40) << kelacc::hex(x);
-  // The medium path (below 2^30) carries pi/4 to 2^-116 absolute for its
-  // largest multiples, the large path to about 2^-140.
-  const double bound = std::fabs(x) < 0x1p30 ? 0x1p-57 : 0x1p-70;
-  EXPECT_LE(c.rel_error, bound) << kelacc::hex(x) << " q=" << q << " r=" << kelacc::hex(r[0]) << " + "
-                                  << kelacc::hex(r[1]);
-  const double ulp = std::nextafter(std::fabs(r[0]), INFINITY) - std::fabs(r[0]);
-  EXPECT_LE(std::fabs(r[1]), 0.5 * ulp) << "low part above half an ulp: " << kelacc::hex(x);
-  const int path = std::fabs(x) >= 0x1p30;
-  if (c.rel_error > w.rel[path]) w.rel[path] = c.rel_error, w.x[path] = x;
-  ++w.n;
-}
-
-void report(const char* what, const Worst& w) {
-  for (int path = 0; path < 2; ++path)
-    std::printf("[ reduction ] %s: %zu arguments, %s path: max relative error 2^%.1f at %s\n", what, w.n,
-                path ? "large" : "medium", w.rel[path] > 0 ? std::log2(w.rel[path]) : -INFINITY,
-                kelacc::hex(w.x[path]).c_str());
+  ASSERT_TRUE(q >= 0 && q <= 3) << kelacc::hex(x);
+  EXPECT_EQ(qn, (-q) & 3) << kelacc::hex(x);
+  EXPECT_TRUE(rn[0] == -r[0] && rn[1] == -r[1]) << kelacc::hex(x);
+  mpfr_const_pi(pio2, MPFR_RNDN);
+  mpfr_div_2ui(pio2, pio2, 1, MPFR_RNDN);
+  mpfr_mul_si(t, pio2, q, MPFR_RNDN);
+  mpfr_d_sub(t, x, t, MPFR_RNDN);
+  mpfr_div_2ui(u, t, 2, MPFR_RNDN);
+  mpfr_div(u, u, pio2, MPFR_RNDN);
+  mpfr_round(u, u);
+  mpfr_mul_2ui(u, u, 2, MPFR_RNDN);
+  mpfr_mul(u, u, pio2, MPFR_RNDN);
+  mpfr_sub(t, t, u, MPFR_RNDN);  // the exact reduced argument for quadrant q
+  mpfr_div(u, t, pio2, MPFR_RNDN);
+  EXPECT_LE(std::fabs(mpfr_get_d(u, MPFR_RNDN)) * 2, 1.0 + 0x1p-40) << kelacc::hex(x);
+  mpfr_set_d(u, r[0], MPFR_RNDN);
+  mpfr_add_d(u, u, r[1], MPFR_RNDN);
+  mpfr_sub(u, u, t, MPFR_RNDN);
+  mpfr_div(u, u, t, MPFR_RNDN);
+  EXPECT_LE(std::fabs(mpfr_get_d(u, MPFR_RNDN)), std::fabs(x) < 0x1p30 ? 0x1p-57 : 0x1p-70)
+      << kelacc::hex(x) << " q=" << q << " r=" << kelacc::hex(r[0]) << " + " << kelacc::hex(r[1]);
+  EXPECT_LE(std::fabs(r[1]), 0.5 * (std::nextafter(std::fabs(r[0]), INFINITY) - std::fabs(r[0]))) << kelacc::hex(x);
+  mpfr_clears(pio2, t, u, static_cast<mpfr_ptr>(nullptr));
 }
 
 TEST(ReducePio2, RandomArgumentsUpToDblMax) {
-  Exact ex;
-  Worst w;
-  const size_t n = (kEmulated ? 1500 : 40000) * scale();
-  for (double x : kelacc::random_bits_in<double>(12800.0, DBL_MAX, n, 11)) reduce_and_check(ex, x, w);
-  for (double x : kelacc::random_bits_in<double>(12800.0, 0x1p30, n / 4, 12)) reduce_and_check(ex, -x, w);
-  report("random", w);
+  const size_t n = kelacc::default_samples();
+  for (double x : kelacc::random_bits_in<double>(12800.0, DBL_MAX, n, 11)) reduce_and_check(x);
+  for (double x : kelacc::random_bits_in<double>(12800.0, 0x1p30, n / 4, 12)) reduce_and_check(x);
 }
 
-// The switch points of the paths, and every exponent of the large path with
-// the smallest, largest and a random significand (the multiples of 25 of
-// e - 1052 take the start index one lower and the narrowest mask).
+// The path switches, and every exponent of the large path with the smallest,
+// largest and a random significand (multiples of 25 of e - 1052 take the start
+// index one lower and the narrowest mask).
 TEST(ReducePio2, PathSwitchesAndEveryLargeExponent) {
-  Exact ex;
-  Worst w;
-  const double edges[] = {12800.0, 0x1p17, 0x1p23, 0x1p30, DBL_MAX, 0x1.921fb54442d18p+29};
-  for (double e : edges)
+  for (double e : {12800.0, 0x1p17, 0x1p23, 0x1p30, DBL_MAX, 0x1.921fb54442d18p+29})
     for (double x : {e, std::nextafter(e, 0.0), std::nextafter(e, INFINITY)})
-      if (std::isfinite(x)) reduce_and_check(ex, x, w), reduce_and_check(ex, -x, w);
+      if (std::isfinite(x)) reduce_and_check(x);
   std::mt19937_64 rng(5);
-  for (int e = 1053; e <= 2046; ++e) {
+  for (uint64_t e = 1053; e <= 2046; ++e) {
     if (kEmulated && (e - 1052) % 25 > 1 && e % 5 != 0) continue;
-    const uint64_t top = static_cast<uint64_t>(e) << 52;
-    for (uint64_t m : {uint64_t(0), (uint64_t(1) << 52) - 1, rng() >> 12}) {
-      double x;
-      const uint64_t b = top | m;
-      std::memcpy(&x, &b, 8);
-      reduce_and_check(ex, x, w);
-    }
-  }
-  report("switches and exponents", w);
-}
-
-// The results of -x are exactly the negated results of x, the quadrant (-q) & 3.
-TEST(ReducePio2, NegativeArgumentsMirror) {
-  ScopedControlWord cw(kDouble);
-  for (double x : kelacc::random_bits_in<double>(12800.0, DBL_MAX, kEmulated ? 500 : 20000, 13)) {
-    double rp[2], rn[2];
-    const int qp = orxreduce_pio2d(x, rp), qn = orxreduce_pio2d(-x, rn);
-    ASSERT_EQ(qn, (-qp) & 3) << kelacc::hex(x);
-    ASSERT_EQ(rn[0], -rp[0]) << kelacc::hex(x);
-    ASSERT_EQ(rn[1], -rp[1]) << kelacc::hex(x);
+    for (uint64_t m : {uint64_t(0), (uint64_t(1) << 52) - 1, rng() >> 12}) reduce_and_check(double_from_bits(e << 52 | m));
   }
 }
 
-// Arguments nearest to multiples of pi/2, where the reduced argument is tiny
-// and the reduction must keep 53 bits after up to 62 bits of cancellation.
+// Up to 62 bits of cancellation: the closest doubles of every binade
+// (6381956970095103 2^797 is the closest of all) and random near multiples.
 TEST(ReducePio2, NearestToMultiplesOfPiOver2) {
-  Exact ex;
-  Worst w;
-  // The worst double of the whole range (distance about 2^-61 from k*pi/2).
-  reduce_and_check(ex, 6381956970095103.0 * 0x1p797, w);
+  reduce_and_check(6381956970095103.0 * 0x1p797);
   for (int E = 13; E <= 1023; ++E) {
-    if (kEmulated && E % 7 != 0 && E != 29 && E != 30 && E != 22 && E != 23) continue;
-    for (double x : ex.hard_cases(E))
-      if (x >= 12800.0) reduce_and_check(ex, x, w), reduce_and_check(ex, -x, w);
+    if (kEmulated && E % 7 != 0 && E != 22 && E != 23 && E != 29 && E != 30) continue;
+    for (long double x : pio2cases::closest_in_binade(E, 53))
+      if (x >= 12800.0L) reduce_and_check(static_cast<double>(x));
   }
-  std::mt19937_64 rng(7);
-  for (size_t i = 0; i < (kEmulated ? 300 : 5000) * scale(); ++i) {
-    const double k = std::ldexp(static_cast<double>(rng() >> 11), static_cast<int>(rng() % 1000) - 40);
-    const double x = ex.nearest_multiple(std::floor(k) + 1);
-    if (std::isfinite(x) && x >= 12800.0) reduce_and_check(ex, x, w);
-  }
-  report("nearest to multiples of pi/2", w);
+  for (long double x : pio2cases::nearest_multiples(1, 1000, 53, kelacc::default_samples() / 4, 7))
+    if (std::fabs(x) >= 12800.0L) reduce_and_check(static_cast<double>(x));
 }
 
 }  // namespace
