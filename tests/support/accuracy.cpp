@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <array>
 #include <random>
 
 #include "fpu.h"
@@ -133,12 +134,6 @@ double scaled_difference(long double y, mpfr_srcptr exact, long ulp_exp) {
   return mpfr_get_d(d.v, MPFR_RNDU);
 }
 
-std::string hex_of(float x) { return hex(x); }
-std::string hex_of(double x) { return hex(x); }
-std::string hex_of(long double x) { return hex(x); }
-std::string hex_of(Kel32fc x) { return hex(x); }
-std::string hex_of(Kel64fc x) { return hex(x); }
-
 // Records one measured element; text() describes it and is called only when
 // the element becomes the worst case or the first class error.
 template <class Text>
@@ -161,13 +156,13 @@ void note(Summary& s, Error e, long double x, long double x2, long double y, Tex
 
 template <class T>
 std::string expected_text(mpfr_srcptr exact) {
-  return "expected " + hex_of(correctly_rounded<T>(exact));
+  return "expected " + hex(correctly_rounded<T>(exact));
 }
 
 template <class T>
 std::string complex_expected_text(mpc_srcptr exact) {
-  return "expected (" + hex_of(correctly_rounded<T>(mpc_realref(exact))) + ", " +
-         hex_of(correctly_rounded<T>(mpc_imagref(exact))) + ")";
+  return "expected (" + hex(correctly_rounded<T>(mpc_realref(exact))) + ", " +
+         hex(correctly_rounded<T>(mpc_imagref(exact))) + ")";
 }
 
 void set_complex(mpc_ptr z, double re, double im) { mpc_set_d_d(z, re, im, MPC_RNDNN); }
@@ -261,207 +256,168 @@ void Summary::merge(const Summary& o) {
   histogram.merge(o.histogram);
 }
 
-template <class T>
-Summary measure(VectorUnary<T> fn, MpfrUnary ref, const std::vector<T>& xs) {
+namespace {
+
+// Calls call(i, n, y1, y2) on the inputs in chunks, then each(s, i, y1, y2)
+// per element.
+template <class Y, class Call, class Each>
+Summary chunked(size_t size, Call call, Each each) {
   Summary s;
-  Mpfr exact;
-  T ys[kChunk];
-  for (size_t i = 0; i < xs.size(); i += kChunk) {
-    const int n = static_cast<int>(std::min(kChunk, xs.size() - i));
-    fn(&xs[i], ys, n);
-    for (int k = 0; k < n; ++k) {
-      const T x = xs[i + k], y = ys[k];
-      exact_unary(exact.v, ref, x);
-      note(s, ulp_error<T>(y, exact.v), x, 0, y,
-           [&] { return "x = " + hex_of(x) + " -> " + hex_of(y) + ", " + expected_text<T>(exact.v); });
-    }
+  Y y1[kChunk], y2[kChunk];
+  for (size_t i = 0; i < size; i += kChunk) {
+    const int n = static_cast<int>(std::min(kChunk, size - i));
+    call(i, n, y1, y2);
+    for (int k = 0; k < n; ++k) each(s, i + k, y1[k], y2[k]);
   }
   return s;
 }
 
-template <class T>
-Summary measure(VectorBinary<T> fn, MpfrBinary ref, const std::vector<T>& as, const std::vector<T>& bs) {
-  Summary s;
-  Mpfr exact;
-  T ys[kChunk];
-  for (size_t i = 0; i < as.size(); i += kChunk) {
-    const int n = static_cast<int>(std::min(kChunk, as.size() - i));
-    fn(&as[i], &bs[i], ys, n);
-    for (int k = 0; k < n; ++k) {
-      const T a = as[i + k], b = bs[i + k], y = ys[k];
-      exact_binary(exact.v, ref, a, b);
-      note(s, ulp_error<T>(y, exact.v), a, b, y, [&] {
-        return "a = " + hex_of(a) + ", b = " + hex_of(b) + " -> " + hex_of(y) + ", " + expected_text<T>(exact.v);
-      });
-    }
+// Notes y against the exact value; args() describes the arguments.
+template <class T, class Args>
+void note_real(Summary& s, mpfr_srcptr exact, T y, long double x, long double x2, Args args, const char* which = "") {
+  note(s, ulp_error<T>(y, exact), x, x2, y,
+       [&] { return args() + " -> " + which + hex(y) + ", " + expected_text<T>(exact); });
+}
+
+template <class T, class C, class Args>
+void note_complex(Summary& s, mpc_srcptr exact, C y, long double x, long double x2, Args args) {
+  note(s, complex_ulp_error<T>(y.re, y.im, exact), x, x2, y.re,
+       [&] { return args() + " -> " + hex(y) + ", " + complex_expected_text<T>(exact); });
+}
+
+// Both results of SinCos, Modf and sincosl.
+template <class T, class Ys>
+void note_two(Summary& s, mpfr_ptr exact, MpfrUnary first, MpfrUnary second, T x, Ys y) {
+  for (int which = 0; which < 2; ++which) {
+    exact_unary(exact, which ? second : first, x);
+    note_real(s, exact, y[which], x, 0, [&] { return "x = " + hex(x); }, which ? "second " : "first ");
   }
-  return s;
+}
+
+}  // namespace
+
+// The real shapes over any callable fn(src..., dst..., n): the vector
+// functions and the kernels wrapped as such.
+template <class T, class Fn>
+Summary measure_unary(Fn fn, MpfrUnary ref, const std::vector<T>& xs) {
+  Mpfr exact;
+  return chunked<T>(
+      xs.size(), [&](size_t i, int n, T* y, T*) { fn(&xs[i], y, n); },
+      [&](Summary& s, size_t i, T y, T) {
+        exact_unary(exact.v, ref, xs[i]);
+        note_real(s, exact.v, y, xs[i], 0, [&] { return "x = " + hex(xs[i]); });
+      });
+}
+
+template <class T, class Fn>
+Summary measure_binary(Fn fn, MpfrBinary ref, const std::vector<T>& as, const std::vector<T>& bs) {
+  Mpfr exact;
+  return chunked<T>(
+      as.size(), [&](size_t i, int n, T* y, T*) { fn(&as[i], &bs[i], y, n); },
+      [&](Summary& s, size_t i, T y, T) {
+        exact_binary(exact.v, ref, as[i], bs[i]);
+        note_real(s, exact.v, y, as[i], bs[i], [&] { return "a = " + hex(as[i]) + ", b = " + hex(bs[i]); });
+      });
 }
 
 template <class T>
 Summary measure_scalar(VectorScalar<T> fn, MpfrBinary ref, const std::vector<T>& xs, T val) {
-  Summary s;
   Mpfr exact;
-  T ys[kChunk];
-  for (size_t i = 0; i < xs.size(); i += kChunk) {
-    const int n = static_cast<int>(std::min(kChunk, xs.size() - i));
-    fn(&xs[i], val, ys, n);
-    for (int k = 0; k < n; ++k) {
-      const T x = xs[i + k], y = ys[k];
-      exact_binary(exact.v, ref, x, val);
-      note(s, ulp_error<T>(y, exact.v), x, val, y, [&] {
-        return "x = " + hex_of(x) + ", val = " + hex_of(val) + " -> " + hex_of(y) + ", " +
-               expected_text<T>(exact.v);
+  return chunked<T>(
+      xs.size(), [&](size_t i, int n, T* y, T*) { fn(&xs[i], val, y, n); },
+      [&](Summary& s, size_t i, T y, T) {
+        exact_binary(exact.v, ref, xs[i], val);
+        note_real(s, exact.v, y, xs[i], val, [&] { return "x = " + hex(xs[i]) + ", val = " + hex(val); });
       });
-    }
-  }
-  return s;
 }
 
-template <class T>
-Summary measure_two(VectorTwo<T> fn, MpfrUnary first, MpfrUnary second, const std::vector<T>& xs) {
-  Summary s;
+template <class T, class Fn>
+Summary measure_pair(Fn fn, MpfrUnary first, MpfrUnary second, const std::vector<T>& xs) {
   Mpfr exact;
-  T y1[kChunk], y2[kChunk];
-  for (size_t i = 0; i < xs.size(); i += kChunk) {
-    const int n = static_cast<int>(std::min(kChunk, xs.size() - i));
-    fn(&xs[i], y1, y2, n);
-    for (int k = 0; k < n; ++k) {
-      const T x = xs[i + k];
-      for (int which = 0; which < 2; ++which) {
-        const T y = which ? y2[k] : y1[k];
-        exact_unary(exact.v, which ? second : first, x);
-        note(s, ulp_error<T>(y, exact.v), x, 0, y, [&] {
-          return "x = " + hex_of(x) + " -> " + (which ? "second " : "first ") + hex_of(y) + ", " +
-                 expected_text<T>(exact.v);
-        });
-      }
-    }
-  }
-  return s;
+  return chunked<T>(
+      xs.size(), [&](size_t i, int n, T* y1, T* y2) { fn(&xs[i], y1, y2, n); },
+      [&](Summary& s, size_t i, T y1, T y2) { note_two(s, exact.v, first, second, xs[i], std::array<T, 2>{y1, y2}); });
 }
 
 template <class C>
 Summary measure_complex(VectorUnary<C> fn, MpcUnary ref, const std::vector<C>& zs) {
   using T = typename PartOf<C>::type;
-  Summary s;
   Mpc arg(64), exact;
-  C ys[kChunk];
-  for (size_t i = 0; i < zs.size(); i += kChunk) {
-    const int n = static_cast<int>(std::min(kChunk, zs.size() - i));
-    fn(&zs[i], ys, n);
-    for (int k = 0; k < n; ++k) {
-      const C z = zs[i + k], y = ys[k];
-      set_complex(arg.v, z.re, z.im);
-      ref(exact.v, arg.v, MPC_RNDNN);
-      note(s, complex_ulp_error<T>(y.re, y.im, exact.v), z.re, z.im, y.re, [&] {
-        return "z = " + hex_of(z) + " -> " + hex_of(y) + ", " + complex_expected_text<T>(exact.v);
+  return chunked<C>(
+      zs.size(), [&](size_t i, int n, C* y, C*) { fn(&zs[i], y, n); },
+      [&](Summary& s, size_t i, C y, C) {
+        set_complex(arg.v, zs[i].re, zs[i].im);
+        ref(exact.v, arg.v, MPC_RNDNN);
+        note_complex<T>(s, exact.v, y, zs[i].re, zs[i].im, [&] { return "z = " + hex(zs[i]); });
       });
-    }
-  }
-  return s;
 }
 
 template <class C>
 Summary measure_complex(VectorBinary<C> fn, MpcBinary ref, const std::vector<C>& as, const std::vector<C>& bs) {
   using T = typename PartOf<C>::type;
-  Summary s;
   Mpc a(64), b(64), exact;
-  C ys[kChunk];
-  for (size_t i = 0; i < as.size(); i += kChunk) {
-    const int n = static_cast<int>(std::min(kChunk, as.size() - i));
-    fn(&as[i], &bs[i], ys, n);
-    for (int k = 0; k < n; ++k) {
-      const C za = as[i + k], zb = bs[i + k], y = ys[k];
-      set_complex(a.v, za.re, za.im);
-      set_complex(b.v, zb.re, zb.im);
-      ref(exact.v, a.v, b.v, MPC_RNDNN);
-      note(s, complex_ulp_error<T>(y.re, y.im, exact.v), za.re, zb.re, y.re, [&] {
-        return "a = " + hex_of(za) + ", b = " + hex_of(zb) + " -> " + hex_of(y) + ", " +
-               complex_expected_text<T>(exact.v);
+  return chunked<C>(
+      as.size(), [&](size_t i, int n, C* y, C*) { fn(&as[i], &bs[i], y, n); },
+      [&](Summary& s, size_t i, C y, C) {
+        set_complex(a.v, as[i].re, as[i].im);
+        set_complex(b.v, bs[i].re, bs[i].im);
+        ref(exact.v, a.v, b.v, MPC_RNDNN);
+        note_complex<T>(s, exact.v, y, as[i].re, bs[i].re, [&] { return "a = " + hex(as[i]) + ", b = " + hex(bs[i]); });
       });
-    }
-  }
-  return s;
 }
 
 template <class C>
 Summary measure_complex_scalar(VectorScalar<C> fn, MpcBinary ref, const std::vector<C>& zs, C val) {
   using T = typename PartOf<C>::type;
-  Summary s;
   Mpc a(64), b(64), exact;
   set_complex(b.v, val.re, val.im);
-  C ys[kChunk];
-  for (size_t i = 0; i < zs.size(); i += kChunk) {
-    const int n = static_cast<int>(std::min(kChunk, zs.size() - i));
-    fn(&zs[i], val, ys, n);
-    for (int k = 0; k < n; ++k) {
-      const C z = zs[i + k], y = ys[k];
-      set_complex(a.v, z.re, z.im);
-      ref(exact.v, a.v, b.v, MPC_RNDNN);
-      note(s, complex_ulp_error<T>(y.re, y.im, exact.v), z.re, val.re, y.re, [&] {
-        return "z = " + hex_of(z) + ", val = " + hex_of(val) + " -> " + hex_of(y) + ", " +
-               complex_expected_text<T>(exact.v);
+  return chunked<C>(
+      zs.size(), [&](size_t i, int n, C* y, C*) { fn(&zs[i], val, y, n); },
+      [&](Summary& s, size_t i, C y, C) {
+        set_complex(a.v, zs[i].re, zs[i].im);
+        ref(exact.v, a.v, b.v, MPC_RNDNN);
+        note_complex<T>(s, exact.v, y, zs[i].re, val.re, [&] { return "z = " + hex(zs[i]) + ", val = " + hex(val); });
       });
-    }
-  }
-  return s;
 }
 
-Summary measure_kernel(KernelUnary fn, MpfrUnary ref, const std::vector<long double>& xs) {
-  Summary s;
-  Mpfr exact;
-  for (const long double x : xs) {
-    long double y;
-    {
-      kelfpu::ScopedControlWord cw(kelfpu::kDefault);
-      y = fn(x);
-    }
-    exact_unary(exact.v, ref, x);
-    note(s, ulp_error<long double>(y, exact.v), x, 0, y, [&] {
-      return "x = " + hex(x) + " -> " + hex(y) + ", " + expected_text<long double>(exact.v);
-    });
-  }
-  return s;
+template <class T>
+Summary measure(VectorUnary<T> fn, MpfrUnary ref, const std::vector<T>& xs) {
+  return measure_unary<T>(fn, ref, xs);
+}
+template <class T>
+Summary measure(VectorBinary<T> fn, MpfrBinary ref, const std::vector<T>& as, const std::vector<T>& bs) {
+  return measure_binary<T>(fn, ref, as, bs);
+}
+template <class T>
+Summary measure_two(VectorTwo<T> fn, MpfrUnary first, MpfrUnary second, const std::vector<T>& xs) {
+  return measure_pair<T>(fn, first, second, xs);
 }
 
-Summary measure_kernel(KernelBinary fn, MpfrBinary ref, const std::vector<long double>& as,
-                       const std::vector<long double>& bs) {
-  Summary s;
-  Mpfr exact;
-  for (size_t i = 0; i < as.size(); ++i) {
-    const long double a = as[i], b = bs[i];
-    long double y;
-    {
-      kelfpu::ScopedControlWord cw(kelfpu::kDefault);
-      y = fn(a, b);
-    }
-    exact_binary(exact.v, ref, a, b);
-    note(s, ulp_error<long double>(y, exact.v), a, b, y, [&] {
-      return "a = " + hex(a) + ", b = " + hex(b) + " -> " + hex(y) + ", " + expected_text<long double>(exact.v);
-    });
-  }
-  return s;
+// The kernels run under the 64-bit, round-to-nearest word they expect.
+using L = long double;
+Summary measure_kernel(KernelUnary fn, MpfrUnary ref, const std::vector<L>& xs) {
+  return measure_unary<L>(
+      [fn](const L* x, L* y, int n) {
+        kelfpu::ScopedControlWord cw(kelfpu::kDefault);
+        for (int k = 0; k < n; ++k) y[k] = fn(x[k]);
+      },
+      ref, xs);
 }
-
-Summary measure_kernel(KernelTwo fn, MpfrUnary first, MpfrUnary second, const std::vector<long double>& xs) {
-  Summary s;
-  Mpfr exact;
-  for (const long double x : xs) {
-    long double y[2];
-    {
-      kelfpu::ScopedControlWord cw(kelfpu::kDefault);
-      fn(x, &y[0], &y[1]);
-    }
-    for (int which = 0; which < 2; ++which) {
-      exact_unary(exact.v, which ? second : first, x);
-      note(s, ulp_error<long double>(y[which], exact.v), x, 0, y[which], [&] {
-        return "x = " + hex(x) + " -> " + (which ? "second " : "first ") + hex(y[which]) + ", " +
-               expected_text<long double>(exact.v);
-      });
-    }
-  }
-  return s;
+Summary measure_kernel(KernelBinary fn, MpfrBinary ref, const std::vector<L>& as, const std::vector<L>& bs) {
+  return measure_binary<L>(
+      [fn](const L* a, const L* b, L* y, int n) {
+        kelfpu::ScopedControlWord cw(kelfpu::kDefault);
+        for (int k = 0; k < n; ++k) y[k] = fn(a[k], b[k]);
+      },
+      ref, as, bs);
+}
+Summary measure_kernel(KernelTwo fn, MpfrUnary first, MpfrUnary second, const std::vector<L>& xs) {
+  return measure_pair<L>(
+      [fn](const L* x, L* y1, L* y2, int n) {
+        kelfpu::ScopedControlWord cw(kelfpu::kDefault);
+        for (int k = 0; k < n; ++k) fn(x[k], &y1[k], &y2[k]);
+      },
+      first, second, xs);
 }
 
 double bound_for_flavour(const std::string& flavour) {

@@ -1,10 +1,5 @@
-// Accuracy measurement against MPFR and MPC: correctly rounded references, the
-// error of a result in units in the last place of its format, and samplers
-// that run a vector function (or a long-double kernel) over inputs and keep
-// the worst case and the distribution of the errors.
-//
-// The references of every exported function, its input generator and its
-// bound live in references.h; the one-line test assertions in check.h.
+// Accuracy measurement against MPFR and MPC: correctly rounded values, errors
+// in ulps, and samplers keeping the worst case and the error distribution.
 #pragma once
 
 #include <mpc.h>
@@ -18,9 +13,7 @@
 
 namespace kelacc {
 
-// Working precision of the exact values; far beyond any rounding boundary
-// that matters for a 64-bit significand (the hardest known cases of the
-// double functions need about 120 bits).
+// Working precision of the exact values (hard cases of double need ~120 bits).
 inline constexpr mpfr_prec_t kExactBits = 256;
 
 using MpfrUnary = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
@@ -65,10 +58,8 @@ struct PartOf<Kel64fc> {
 template <class T>
 T correctly_rounded(mpfr_srcptr exact);
 
-// Error of y against the exact value, in ulps of the exact value's binade in
-// format T (the subnormal ulp below the normal range).  Class mismatches (NaN
-// versus number, infinity versus finite, the sign of a zero) are reported
-// separately and are never hidden in the ulp figure.
+// Error of y in ulps of the exact value's binade in T.  Class mismatches (NaN,
+// infinity, sign of a zero) are reported separately, never as ulps.
 struct Error {
   double ulps = 0;
   bool class_error = false;
@@ -76,10 +67,9 @@ struct Error {
 template <class T>
 Error ulp_error(T y, mpfr_srcptr exact);
 
-// Normwise error of a complex result: the larger of the two parts' absolute
-// errors, in ulps of the larger exact part's magnitude (format T).  Each part
-// also gets the class checks of ulp_error.  A part that is infinite or NaN on
-// both sides drops out, and the other part is measured against itself.
+// Normwise error of a complex result: the larger part error in ulps of the
+// larger exact part, with the class checks per part; a part infinite or NaN
+// on both sides drops out.
 template <class T>
 Error complex_ulp_error(T re, T im, mpc_srcptr exact);
 
@@ -107,8 +97,7 @@ struct Summary {
   size_t class_errors = 0;
   long double worst_input = 0, worst_input2 = 0;
   long double worst_result = 0;
-  // The worst case and the first class error as text, in the element format
-  // (hex float and bit pattern); filled by every sampler.
+  // The worst case and the first class error as hex text.
   std::string worst_case, first_class_error;
   Histogram histogram;
   std::string describe(const char* function) const;  // hex inputs and the error
@@ -117,10 +106,8 @@ struct Summary {
   void merge(const Summary& o);
 };
 
-// Accepted error of each accuracy flavour, in ulps of the element format:
-// "A11", "A21", "A24", "A50", "A53"; "exact" (rounding family, 0 ulp) and
-// "kernel" (long-double kernels, a few ulps of the 64-bit significand).
-// Unknown names give 0.
+// Accepted error per flavour in ulps: A53, A24: 1; A50: 4; A21: 8; A11: 2^13;
+// "kernel": kKernelBound of the 64-bit significand; "exact" and unknown: 0.
 double bound_for_flavour(const std::string& flavour);
 inline constexpr double kKernelBound = 4.0;
 
@@ -163,10 +150,8 @@ Summary measure_kernel(KernelBinary fn, MpfrBinary ref, const std::vector<long d
                        const std::vector<long double>& bs);
 Summary measure_kernel(KernelTwo fn, MpfrUnary first, MpfrUnary second, const std::vector<long double>& xs);
 
-// Reproducible inputs: uniformly random bit patterns restricted to [lo, hi]
-// (finite values only), and uniformly random values in [lo, hi].  Long double
-// patterns are drawn binade by binade (equal weight per binade, like bit
-// patterns of the other formats).
+// Reproducible inputs: random bit patterns in [lo, hi] (long double: equal
+// weight per binade) and uniformly random values in [lo, hi].
 template <class T>
 std::vector<T> random_bits_in(T lo, T hi, size_t n, uint64_t seed);
 template <>
@@ -180,8 +165,7 @@ std::string hex(long double x);
 std::string hex(Kel32fc z);  // "(re, im)"
 std::string hex(Kel64fc z);
 
-// Sample size for accuracy tests: modest under qemu (the i386 build), larger
-// on the native build; KELVM_ACCURACY_SAMPLES overrides both.
+// Sample size: smaller under qemu; KELVM_ACCURACY_SAMPLES overrides it.
 size_t default_samples();
 
 }  // namespace kelacc

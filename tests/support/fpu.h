@@ -1,6 +1,5 @@
-// Test helpers at the level of the hardware: run code under a chosen x87
-// control word and read the exception flags it raised; build and compare
-// floating-point values by their encodings; size samples for the build.
+// Hardware-level test helpers: x87 control word and flags, encodings, and
+// sample sizes per build.
 #pragma once
 
 #include <bit>
@@ -59,8 +58,7 @@ OneElement<T> run_one(Fn fn, T x) {
   return r;
 }
 
-// The i386 build runs under qemu-i386, about a hundred times slower than the
-// native build: samples are sized per build.
+// The i386 build runs under qemu, about a hundred times slower.
 inline constexpr bool kNative = sizeof(void*) == 8;
 inline constexpr bool kEmulated = !kNative;
 constexpr size_t sized(size_t emulated, size_t native) { return kNative ? native : emulated; }

@@ -1,8 +1,6 @@
-// Reproducible input sets for the accuracy measures: for each function a mix
-// of random bit patterns over the whole range and the regions where an
-// implementation goes wrong (thresholds and their neighbours, near 1, near
-// multiples of pi/2, tiny and huge arguments, around overflow and underflow).
-// The same (n, seed) always gives the same inputs, on both builds.
+// Reproducible input sets: random bit patterns plus the regions where an
+// implementation goes wrong (thresholds, near 1, multiples of pi/2, tiny,
+// huge, overflow, underflow).  (n, seed) gives the same inputs on both builds.
 #pragma once
 
 #include <mpfr.h>
@@ -27,9 +25,8 @@ struct Inputs {
 template <class T>
 using Generator = Inputs<T> (*)(size_t n, uint64_t seed);
 
-// Builds one argument list region by region.  Each region call appends about
-// share * n values; take() pads with random bit patterns of the whole range
-// up to n (or truncates) and returns the list.
+// Builds an argument list region by region, each about share * n values;
+// take() pads with whole-range bit patterns to n (or truncates).
 template <class T>
 class Sampler {
  public:
@@ -44,9 +41,8 @@ class Sampler {
   // Each point (rounded to T) and its neighbours within +-ulps.
   Sampler& around(std::initializer_list<T> points, int ulps, double share);
   Sampler& around(const std::vector<T>& points, int ulps, double share);
-  // k * c rounded to T, for random k with 1 <= |k| <= kmax (log-uniform), and
-  // neighbours within +-ulps: c is given by an MPFR constant function such as
-  // mpfr_const_pi scaled by 2^scale_exp (pi/2 is mpfr_const_pi, -1).
+  // k * c * 2^scale_exp rounded to T (c an MPFR constant, |k| log-uniform in
+  // [1, kmax]) and neighbours within +-ulps.
   Sampler& multiples(int (*constant)(mpfr_ptr, mpfr_rnd_t), int scale_exp, double kmax, int ulps,
                      double share);
   // Integers k in [lo, hi] (exact) and their neighbours within +-ulps.
@@ -109,9 +105,8 @@ template <class T> Inputs<T> gen_hypot(size_t n, uint64_t seed);
 template <class T> Inputs<T> gen_pow(size_t n, uint64_t seed);
 template <class T> Inputs<T> gen_powx(size_t n, uint64_t seed);   // a and scalars
 
-// Complex arguments (C = Kel32fc, Kel64fc): each part from random bit
-// patterns of a range, plus the axes, signed zeros, the unit circle, the
-// branch cuts and the function's overflow region.
+// Complex arguments: parts from random bits, plus axes, signed zeros, the unit
+// circle, the cuts and the overflow region.
 template <class C> Inputs<C> gen_complex(size_t n, uint64_t seed);      // moderate range
 template <class C> Inputs<C> gen_complex_exp(size_t n, uint64_t seed);  // Exp, Sinh, Cosh, Tanh (large real parts)
 template <class C> Inputs<C> gen_complex_trig(size_t n, uint64_t seed); // Sin, Cos, Tan: the same, parts swapped

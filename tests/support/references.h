@@ -1,10 +1,6 @@
-// References of every exported function and the registry that ties each
-// exported name to its reference, its input generator and its accuracy bound.
-//
-// Most references are MPFR or MPC functions; the ones below fill the gaps.
-// Each has the MPFR calling convention (result correctly rounded to the
-// precision of r in mode rnd, for the precisions the toolkit uses) and the
-// special values a careful libm gives (IEEE 754 / C99 Annex F and G).
+// The registry: each exported name with its reference, generator and bound.
+// References MPFR and MPC lack follow MPFR's calling convention and the C99
+// Annex F and G special values.
 #pragma once
 
 #include <mpc.h>
@@ -22,8 +18,7 @@ namespace kelacc {
 int ref_inv(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);      // 1/x
 int ref_invsqrt(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);  // 1/sqrt(x); -0 gives -Inf
 int ref_invcbrt(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);  // x^(-1/3), odd
-// Inverse error function: Newton iteration on erf (erfc above 1/2) at the
-// precision of r plus 64 bits, from a start on the safe side of the root.
+// Newton on erf (erfc above 1/2) at 64 bits beyond r, from the safe side.
 int ref_erfinv(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);
 int ref_sind(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);  // sin and cos of x degrees
 int ref_cosd(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd);
