@@ -1,31 +1,13 @@
-// Reliability run: every exported vector function of the registry (and every
-// exported long-double kernel) called the way a careless or hostile program
-// would call it, checking what must hold whatever the inputs:
-//
-// - inputs: signalling and quiet NaNs with payloads, infinities, zeros,
-//   subnormals, extreme finite values, random bit patterns, and the
-//   function's own thresholds and hard regions (the registry's generator);
-// - arrays of 1 to a few thousand elements in guarded buffers (inaccessible
-//   pages on both sides), at the start of a buffer or ending at its end,
-//   8-byte aligned or 4 bytes off, and in place (destination = source);
-// - each of the 16 precision/rounding settings of the caller's control word,
-//   on several threads at once, each thread with its own order of words;
-// - the standard error handler interposed by this program: it calls back into
-//   the library before passing the record on to the library's handler.
-//
-// After every call: the caller's control word is back, the x87 register stack
-// is empty, the sources are untouched, nothing was written outside the
-// destinations, the status is one the function may return and its flag is
-// raised, the handler saw exactly the reported codes, and (for every function
-// that holds its own precision guard) results, status and flags are the same
-// bits under every caller word and in place.
-//
-//   kelvm_reliability [--long SECONDS] [--rounds N] [--threads N] [--max-len N]
-//                     [--every N] [--only SUBSTRING] [--seed N] [--all-kernel-words]
-//
-// The default is a bounded run for CI; --long repeats rounds with fresh seeds
-// until the time is up (nightly).  --all-kernel-words also calls the
-// long-double kernels under directed rounding, outside what they are built for.  Exit status 0 when nothing was found.
+// Reliability run: every exported vector function and long-double kernel
+// called with hostile bit patterns (NaNs with payloads, infinities,
+// subnormals, extremes, the registry's hard regions) in guarded arrays of 1
+// to max-len elements, aligned or 4 bytes off, in place, under all 16 caller
+// control words on several threads, with an interposed error handler that
+// calls back into the library.  After every call: the caller's word is back,
+// the x87 stack is empty, sources and the bytes beside the destinations are
+// untouched, the status is allowed and its flag raised, the handler saw the
+// reported codes, and guarded functions give the same bits under every word
+// and in place.  Options: see parse(); exit status 0 when nothing was found.
 #include <dlfcn.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -40,6 +22,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "fpu.h"
@@ -48,7 +31,6 @@
 
 namespace {
 
-// ---- x87 state -----------------------------------------------------------------
 
 using kelfpu::clear_flags;
 using kelfpu::control_word;
@@ -76,7 +58,6 @@ constexpr uint16_t kBaseWord = 0x037F;
 // and rounding control, all exceptions masked.
 uint16_t caller_word(int i) { return static_cast<uint16_t>(0x007F | (i & 15) << 8); }
 
-// ---- Options and findings ------------------------------------------------------
 
 struct Options {
   double long_seconds = 0;
@@ -120,7 +101,6 @@ void on_fault(int sig) {
   _exit(3);
 }
 
-// ---- The interposed error handler ---------------------------------------------------
 
 using Handler = void (*)(const OrxErrorRecord*);
 Handler library_handler = nullptr;
@@ -155,7 +135,6 @@ extern "C" void _orxStdErrorHandlerExcept(const OrxErrorRecord* r) {
 
 namespace {
 
-// ---- Guarded buffers ---------------------------------------------------------------------
 
 // A writable area with an inaccessible page on each side.
 class Guarded {
@@ -211,7 +190,6 @@ bool margins_intact(const Guarded& g, const char* a, size_t bytes) {
   return true;
 }
 
-// ---- Functions under test ------------------------------------------------------------------
 
 enum class Elem { f32, f64, c32, c64 };
 size_t elem_size(Elem e) { return e == Elem::f32 ? 4 : e == Elem::c64 ? 16 : 8; }
@@ -235,7 +213,6 @@ struct Kernel {
   void* fn;
 };
 
-// ---- Hostile values ----------------------------------------------------------------------------
 
 // One part (float or double) as its bit pattern, widened to 64 bits.
 class Values {
@@ -244,41 +221,27 @@ class Values {
   uint64_t next() { return rng_(); }
   int below(int n) { return static_cast<int>(rng_() % static_cast<uint64_t>(n)); }
 
-  // A special or threshold pattern; pool holds values from the function's own
-  // generator (hard regions), as bits.
+  // A special or threshold pattern of a float (single) or double part;
+  // pool holds patterns from the function's own generator.
   uint64_t part(bool single, const std::vector<uint64_t>& pool) {
-    const uint64_t r = rng_();
-    const uint64_t sign = single ? (r >> 63) << 31 : (r >> 63) << 63;
+    const int fb = single ? 23 : 52;
+    const uint64_t frac = (uint64_t{1} << fb) - 1, quiet = uint64_t{1} << (fb - 1);
+    const uint64_t inf = (single ? 0xFFull : 0x7FFull) << fb, bias = single ? 127 : 1023;
+    const uint64_t sign = (rng_() >> 63) << (single ? 31 : 63), any = single ? 0xFFFFFFFFull : ~uint64_t{0};
+    const uint64_t m = (rng_() * 0x9E3779B97F4A7C15ull) & frac;
     const int kind = below(pool.empty() ? 13 : 18);
     if (kind >= 13) return pool[static_cast<size_t>(rng_() % pool.size())];
-    if (single) {
-      const uint32_t m = static_cast<uint32_t>(r >> 8) & 0x7FFFFF;
-      switch (kind) {
-        case 0: return sign | 0x7F800000u | (m & 0x3FFFFF ? m & 0x3FFFFF : 1);  // signalling NaN
-        case 1: return sign | 0x7FC00000u | (m & 0x3FFFFF);                       // quiet NaN
-        case 2: return sign | 0x7F800000u;                                        // infinity
-        case 3: return sign;                                                      // zero
-        case 4: return sign | (m ? m : 1);                                        // subnormal
-        case 5: return sign | (below(2) ? 1u : 0x7FFFFFu);                        // extreme subnormals
-        case 6: return sign | (below(2) ? 0x00800000u : 0x7F7FFFFFu);             // min normal, max
-        case 7: return static_cast<uint32_t>(r);                                  // any pattern
-        case 8: return sign | static_cast<uint32_t>(127 + below(20) - 10) << 23 | m;  // near 1
-        default: return (static_cast<uint32_t>(r >> 32) & 0x7FFFFFFFu) | sign;
-      }
-    }
-    const uint64_t m = r & 0xFFFFFFFFFFFFFull;
-    const uint64_t low = (r >> 52) * 0x9E3779B97F4A7C15ull;
     switch (kind) {
-      case 0: return sign | 0x7FF0000000000000ull | ((m | low) & 0x7FFFFFFFFFFFFull ? (m | low) & 0x7FFFFFFFFFFFFull : 1);
-      case 1: return sign | 0x7FF8000000000000ull | (low & 0x7FFFFFFFFFFFFull);
-      case 2: return sign | 0x7FF0000000000000ull;
-      case 3: return sign;
-      case 4: return sign | (m ? m : 1);
-      case 5: return sign | (below(2) ? 1ull : 0xFFFFFFFFFFFFFull);
-      case 6: return sign | (below(2) ? 0x0010000000000000ull : 0x7FEFFFFFFFFFFFFFull);
-      case 7: return rng_();
-      case 8: return sign | static_cast<uint64_t>(1023 + below(20) - 10) << 52 | m;
-      default: return (rng_() & 0x7FFFFFFFFFFFFFFFull) | sign;
+      case 0: return sign | inf | (m & (quiet - 1) ? m & (quiet - 1) : 1);  // signalling NaN
+      case 1: return sign | inf | quiet | (m & (quiet - 1));                 // quiet NaN
+      case 2: return sign | inf;
+      case 3: return sign;                                          // zero
+      case 4: return sign | (m ? m : 1);                            // subnormal
+      case 5: return sign | (below(2) ? 1 : frac);                  // extreme subnormals
+      case 6: return sign | (below(2) ? frac + 1 : inf - 1);        // min normal, max
+      case 7: return rng_() & any;                                  // any pattern
+      case 8: return sign | (bias + below(20) - 10) << fb | m;      // near 1
+      default: return sign | (rng_() & any >> 1);
     }
   }
 
@@ -287,36 +250,24 @@ class Values {
 };
 
 template <class T>
-uint64_t to_bits(T v) {
-  if constexpr (sizeof(T) == 4) return __builtin_bit_cast(uint32_t, v);
-  else return __builtin_bit_cast(uint64_t, v);
+void add_parts(std::vector<uint64_t>& pool, const kelacc::Inputs<T>& in) {
+  for (const auto* v : {&in.a, &in.b, &in.scalars})
+    for (const T& x : *v) {
+      if constexpr (std::is_same_v<T, Kel32fc> || std::is_same_v<T, Kel64fc>)
+        pool.push_back(kelfpu::bits_of(x.re)), pool.push_back(kelfpu::bits_of(x.im));
+      else
+        pool.push_back(kelfpu::bits_of(x));
+    }
 }
 
 // The registry's generator for the function, as a pool of part patterns.
 std::vector<uint64_t> registry_pool(const Target& t, uint64_t seed) {
   std::vector<uint64_t> pool;
   const size_t n = 256;
-  if (t.real) {
-    if (t.elem == Elem::f32) {
-      const auto in = t.real->gen32(n, seed);
-      for (const auto* v : {&in.a, &in.b, &in.scalars})
-        for (float x : *v) pool.push_back(to_bits(x));
-    } else {
-      const auto in = t.real->gen64(n, seed);
-      for (const auto* v : {&in.a, &in.b, &in.scalars})
-        for (double x : *v) pool.push_back(to_bits(x));
-    }
-  } else if (t.cplx) {
-    if (t.elem == Elem::c32) {
-      const auto in = t.cplx->gen32(n, seed);
-      for (const auto* v : {&in.a, &in.b, &in.scalars})
-        for (const Kel32fc& z : *v) pool.push_back(to_bits(z.re)), pool.push_back(to_bits(z.im));
-    } else {
-      const auto in = t.cplx->gen64(n, seed);
-      for (const auto* v : {&in.a, &in.b, &in.scalars})
-        for (const Kel64fc& z : *v) pool.push_back(to_bits(z.re)), pool.push_back(to_bits(z.im));
-    }
-  }
+  if (t.real && t.elem == Elem::f32) add_parts(pool, t.real->gen32(n, seed));
+  if (t.real && t.elem == Elem::f64) add_parts(pool, t.real->gen64(n, seed));
+  if (t.cplx && t.elem == Elem::c32) add_parts(pool, t.cplx->gen32(n, seed));
+  if (t.cplx && t.elem == Elem::c64) add_parts(pool, t.cplx->gen64(n, seed));
   return pool;
 }
 
@@ -335,7 +286,6 @@ void fill(char* p, int n, Elem e, Values& v, const std::vector<uint64_t>& pool) 
   }
 }
 
-// ---- One call ---------------------------------------------------------------------------------------
 
 // The by-value argument of the scalar shape travels as its bit pattern: on
 // i386 an integer of the same size and stack slot (a float load would quiet a
@@ -489,10 +439,7 @@ class Worker {
       case 2: se = static_cast<uint16_t>((r & 0x8000) | (16383 + values_.below(40) - 20)); break;
       default: break;
     }
-    long double x = 0;
-    std::memcpy(&x, &m, 8);
-    std::memcpy(reinterpret_cast<char*>(&x) + 8, &se, 2);
-    return x;
+    return kelfpu::ld_from(se, m);
   }
 
   Outcome call(const Target& t, int word, int len, const std::vector<char>& in1, const std::vector<char>& in2,
@@ -686,7 +633,6 @@ class Worker {
   Buffers buf_;
 };
 
-// ---- Registry -------------------------------------------------------------------------------------
 
 bool selected(const std::string& name, size_t index) {
   if (!opt.only.empty() && name.find(opt.only) == std::string::npos) return false;
@@ -745,6 +691,8 @@ bool parse(int argc, char** argv) {
     else if (a == "--seed" && (x = number(0)) >= 0) opt.seed = static_cast<uint64_t>(x);
     else if (a == "--only" && v) opt.only = v;
     else {
+      // --long repeats rounds with fresh seeds until the time is up;
+      // --all-kernel-words also calls the kernels under directed rounding.
       std::fprintf(stderr,
                    "usage: %s [--long SECONDS] [--rounds N] [--threads N] [--max-len N] [--every N] "
                    "[--only SUBSTRING] [--seed N] [--all-kernel-words]\n",
