@@ -152,6 +152,20 @@ bool near_midpoint(long double v, long double rel) {
 
 constexpr long double kScreen = 0x1p-50L;
 
+// erfinv in long double: one Newton step from the double member, on erf
+// below 1/2 and on erfc above (where 1 - |x| is exact), so that the step's
+// evaluation error stays near 2^-62 relative even as erf flattens.
+long double erfinv_screen(long double x) {
+  if (!(std::fabs(x) < 1)) return std::fabs(x) == 1 ? std::copysign(INFINITY, x) : NAN;
+  const double d = double(x);
+  double y0;
+  kelsErfInv_64f_A53(&d, &y0, 1);
+  const long double ax = std::fabs(x), y = std::fabs(static_cast<long double>(y0));
+  const long double slope = 2 / std::sqrt(3.14159265358979323846264338327950288L) * std::exp(-y * y);
+  const long double step = ax < 0.5L ? (std::erf(y) - ax) / slope : ((1 - ax) - std::erfc(y)) / slope;
+  return std::copysign(y - step, x);
+}
+
 struct UnaryMember {
   const char* family;
   Unary fn;
@@ -173,6 +187,7 @@ const UnaryMember kUnary[] = {
     {"InvCbrt", kelsInvCbrt_32f_A24, [](long double x) { return 1 / cbrtl(x); }},
     {"Erf", kelsErf_32f_A24, erfl},
     {"Erfc", kelsErfc_32f_A24, erfcl},
+    {"ErfInv", kelsErfInv_32f_A24, erfinv_screen},
 };
 
 // Runs work(chunk) for chunks 0..count-1 on every core.
