@@ -1,7 +1,7 @@
 // Reciprocal square root, cube root, reciprocal cube root and hypotenuse:
 // special inputs with results, flags and reports; exact cubes and powers
 // over the whole exponent range; exact and inexact subnormal hypotenuses and
-// the overflow threshold; members and control words; accuracy against MPFR.
+// the overflow threshold; accuracy against MPFR.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -108,16 +108,6 @@ TEST(Roots, SpecialInputs) {
   check_unary_specials<float>();
 }
 
-// The status is the last reported code; every element is still computed.
-TEST(Roots, LastReportWinsInsideAnArray) {
-  const double src[4] = {-1.0, 16.0, 0.0, 4.0};
-  double dst[4];
-  EXPECT_EQ(kelsInvSqrt_64f_A53(src, dst, 4), kelStatusSingularity);
-  EXPECT_TRUE(std::isnan(dst[0]));
-  EXPECT_EQ(dst[1], 0.25);
-  EXPECT_EQ(dst[2], INFINITY);
-}
-
 // n^3 8^k -> n 2^k, 1/cbrt(8^k) = 2^-k, 1/sqrt(4^k) = 2^-k, both signs where
 // the function is odd, subnormal arguments included.
 template <class T>
@@ -195,29 +185,6 @@ void check_hypot(const Fn2<T> (&fns)[N]) {
 TEST(Hypot, SpecialInputs) {
   check_hypot(kHypot64);
   check_hypot(kHypot32);
-}
-
-// Members sharing a kernel give the same bits under any caller control word.
-template <class T>
-void check_members_agree(const Unary& u, kelacc::Generator<T> gen) {
-  const std::vector<T> xs = gen(sized(1000, 20000), 5).a;
-  std::vector<T> want(xs.size()), got(xs.size());
-  const auto fns = u.members<T>();
-  fns[0](xs.data(), want.data(), int(xs.size()));
-  for (Fn<T> fn : fns)
-    for (uint16_t word : {uint16_t(kSingle | kUp), uint16_t(kDouble | kTowardZero)}) {
-      ScopedControlWord cw(word);
-      fn(xs.data(), got.data(), int(xs.size()));
-      for (size_t i = 0; i < xs.size(); ++i)
-        ASSERT_TRUE(same_bits(got[i], want[i])) << u.name << " cw " << word << ": " << kelacc::hex(xs[i]);
-    }
-}
-
-TEST(Roots, MembersAgreeUnderAnyControlWord) {
-  for (const Unary* u : kUnary) {
-    check_members_agree<float>(*u, u == &kInvSqrt ? kelacc::gen_sqrt<float> : kelacc::gen_inv<float>);
-    check_members_agree<double>(*u, u == &kInvSqrt ? kelacc::gen_sqrt<double> : kelacc::gen_inv<double>);
-  }
 }
 
 TEST(Roots, AccurateToTheFlavourBounds) {

@@ -1,6 +1,6 @@
 // Sine, cosine, sine-and-cosine and tangent members: accuracy against MPFR by
-// range and near the zeros and poles, members identical across flavours and
-// precisions, the special arguments and the caller's control word.
+// range and near the zeros and poles, float and SinCos members against the
+// double ones, the special arguments.
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
@@ -32,7 +32,7 @@ std::vector<double> near_multiples(int s, int kbits, size_t n, uint64_t seed) {
 }
 
 // The A53 members by range; A50, SinCos and the float members equal them
-// (IdenticalAcrossFlavoursAndPrecisions).  The large reduction takes over at
+// (TrigMembers and the frame's member agreement).  The large reduction takes over at
 // 2^17 (12800 for the tangent).
 TEST(TrigAccuracy, WithinOneUlpByRange) {
   const size_t n = kelacc::default_samples();
@@ -86,54 +86,36 @@ TEST(TrigAccuracy, TangentEveryRowAndNearItsPoles) {
   EXPECT_NEAR(ys[0], 1.633123935319537e16, 2.0);
 }
 
-// Members of one precision share one algorithm: bit-identical arrays; the
-// float members give the float nearest to the double result; SinCos gives
-// exactly Sin and Cos.
-TEST(TrigMembers, IdenticalAcrossFlavoursAndPrecisions) {
+// The float members give the float nearest to the double member's result;
+// SinCos gives exactly Sin and Cos (flavours agree: Frame.MembersAgree...).
+TEST(TrigMembers, FloatFromDoubleAndSinCosFromSinAndCos) {
   std::vector<double> xs = kelacc::random_bits_in<double>(-1e30, 1e30, kelacc::default_samples(), 41);
   const auto more = kelacc::random_uniform<double>(-20000.0, 20000.0, kelacc::default_samples(), 42);
   xs.insert(xs.end(), more.begin(), more.end());
   const int n = static_cast<int>(xs.size());
   const std::vector<float> fs(xs.begin(), xs.end());
   const std::vector<double> fsd(fs.begin(), fs.end());
-  const struct {
-    Unary d50, d53;
-    UnaryF f11, f21, f24;
-    int (*sc64[2])(const double*, double*, double*, int);
-    int (*sc32[3])(const float*, float*, float*, int);
-  } families[] = {
-      {kelsSin_64f_A50, kelsSin_64f_A53, kelsSin_32f_A11, kelsSin_32f_A21, kelsSin_32f_A24,
-       {kelsSinCos_64f_A50, kelsSinCos_64f_A53}, {kelsSinCos_32f_A11, kelsSinCos_32f_A21, kelsSinCos_32f_A24}},
-      {kelsCos_64f_A50, kelsCos_64f_A53, kelsCos_32f_A11, kelsCos_32f_A21, kelsCos_32f_A24, {}, {}},
-      {kelsTan_64f_A50, kelsTan_64f_A53, kelsTan_32f_A11, kelsTan_32f_A21, kelsTan_32f_A24, {}, {}},
-  };
-  std::vector<double> a(n), b(n), wide(n), s(n), c(n);
-  std::vector<float> f1(n), f2(n), f3(n), fsin(n), fcos(n);
-  for (const auto& f : families) {
-    f.d50(xs.data(), a.data(), n);
-    f.d53(xs.data(), b.data(), n);
-    f.f11(fs.data(), f1.data(), n);
-    f.f21(fs.data(), f2.data(), n);
-    f.f24(fs.data(), f3.data(), n);
-    f.d53(fsd.data(), wide.data(), n);
+  std::vector<double> sin(n), cos(n), wide(n), s(n), c(n);
+  std::vector<float> fsin(n), fcos(n), f1(n), f2(n);
+  const std::pair<Unary, UnaryF> pairs[] = {
+      {kelsSin_64f_A53, kelsSin_32f_A24}, {kelsCos_64f_A53, kelsCos_32f_A24}, {kelsTan_64f_A53, kelsTan_32f_A24}};
+  for (const auto& [d, f] : pairs) {
+    d(fsd.data(), wide.data(), n);
+    f(fs.data(), f1.data(), n);
     for (int i = 0; i < n; ++i) {
-      ASSERT_TRUE(same_bits(a[i], b[i])) << "A50/A53 at " << kelacc::hex(xs[i]);
-      ASSERT_TRUE(same_bits(f1[i], f2[i]) && same_bits(f1[i], f3[i])) << "float flavours at " << fs[i];
       volatile float nearest = static_cast<float>(wide[i]);
-      ASSERT_TRUE(same_bits(f3[i], static_cast<float>(nearest))) << "float vs double at " << fs[i];
+      ASSERT_TRUE(same_bits(f1[i], static_cast<float>(nearest))) << "float vs double at " << fs[i];
     }
   }
-  kelsSin_64f_A53(xs.data(), a.data(), n);
-  kelsCos_64f_A53(xs.data(), b.data(), n);
-  kelsSin_32f_A24(fs.data(), f1.data(), n);
-  kelsCos_32f_A24(fs.data(), f2.data(), n);
-  for (auto fn : families[0].sc64) {
-    fn(xs.data(), s.data(), c.data(), n);
-    for (int i = 0; i < n; ++i) ASSERT_TRUE(same_bits(a[i], s[i]) && same_bits(b[i], c[i])) << kelacc::hex(xs[i]);
-  }
-  for (auto fn : families[0].sc32) {
-    fn(fs.data(), fsin.data(), fcos.data(), n);
-    for (int i = 0; i < n; ++i) ASSERT_TRUE(same_bits(f1[i], fsin[i]) && same_bits(f2[i], fcos[i])) << fs[i];
+  kelsSin_64f_A53(xs.data(), sin.data(), n);
+  kelsCos_64f_A53(xs.data(), cos.data(), n);
+  kelsSinCos_64f_A53(xs.data(), s.data(), c.data(), n);
+  kelsSin_32f_A24(fs.data(), fsin.data(), n);
+  kelsCos_32f_A24(fs.data(), fcos.data(), n);
+  kelsSinCos_32f_A24(fs.data(), f1.data(), f2.data(), n);
+  for (int i = 0; i < n; ++i) {
+    ASSERT_TRUE(same_bits(sin[i], s[i]) && same_bits(cos[i], c[i])) << kelacc::hex(xs[i]);
+    ASSERT_TRUE(same_bits(fsin[i], f1[i]) && same_bits(fcos[i], f2[i])) << fs[i];
   }
 }
 
@@ -173,28 +155,6 @@ TEST(TrigScreen, SpecialArguments) {
   EXPECT_TRUE(same_bits(fy[1], -0.0f) && fc[1] == 1.0f && std::isnan(fy[2]) && std::isnan(fc[2]));
   EXPECT_EQ(kelsTan_32f_A21(fx + 3, fy, 1), 0);
   EXPECT_TRUE(std::isnan(fy[0]));
-}
-
-// The kernels need 53-bit precision, nearest: the same results under any
-// caller's control word (a missing or partial guard changes them), which is
-// restored.
-TEST(TrigScreen, ResultsIndependentOfCallerControlWord) {
-  const auto xs = kelacc::random_bits_in<double>(-1e20, 1e20, kelacc::default_samples() / 4, 51);
-  const int n = static_cast<int>(xs.size());
-  std::vector<double> ref(n), y(n);
-  for (auto fn : {kelsSin_64f_A53, kelsCos_64f_A53, kelsTan_64f_A53}) {
-    {
-      ScopedControlWord cw(kDouble);
-      fn(xs.data(), ref.data(), n);
-    }
-    for (uint16_t w : {kDefault, uint16_t(kDefault | kTowardZero), uint16_t(kDouble | kUp), kSingle,
-                       uint16_t(kDefault | kDown)}) {
-      ScopedControlWord cw(w);
-      fn(xs.data(), y.data(), n);
-      EXPECT_EQ(control_word(), w);
-      for (int i = 0; i < n; ++i) ASSERT_TRUE(same_bits(ref[i], y[i])) << std::hex << w << " " << kelacc::hex(xs[i]);
-    }
-  }
 }
 
 }  // namespace
