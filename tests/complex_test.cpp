@@ -1,5 +1,5 @@
-// Complex exponential, logarithms and square root: the frame, the members of
-// every unary complex family, special values and flags, accuracy against MPC.
+// Complex exponential, logarithms and square root: the members of every unary
+// complex family, special values and flags, accuracy against MPC.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -18,33 +18,6 @@ using kelacc::same_value;
 namespace {
 
 const double inf = INFINITY, nan_ = NAN;
-
-TEST(ComplexFrame, ChecksAndStatus) {
-  Kel64fc z[2] = {{1, 1}, {2, 2}}, r[2];
-  EXPECT_EQ(kelsExp_64fc_A53(nullptr, nullptr, 0), kelStatusSizeError);
-  EXPECT_EQ(kelsSqrt_32fc_A11(nullptr, nullptr, -1), kelStatusSizeError);
-  EXPECT_EQ(kelsLn_64fc_A50(z, nullptr, 1), kelStatusNullPointer);
-  EXPECT_EQ(kelsLn_64fc_A50(nullptr, r, 1), kelStatusNullPointer);
-  // Poles and invalid elements never give a positive status.
-  Kel64fc zeros[2] = {{0, 0}, {-inf, nan_}};
-  EXPECT_EQ(kelsLn_64fc_A53(zeros, r, 2), 0);
-  EXPECT_EQ(kelsLog10_64fc_A53(zeros, r, 2), 0);
-}
-
-TEST(ComplexFrame, GuardIs64BitNearestAndRestored) {
-  const Kel64fc z[2] = {{0.3, 0.7}, {-2.5, 1e-3}};
-  Kel64fc expected[2], r[2];
-  {
-    ScopedControlWord cw(kDefault);
-    kelsExp_64fc_A53(z, expected, 2);
-  }
-  for (uint16_t caller : {uint16_t(0x0E7F), uint16_t(0x027F), uint16_t(0x007F), uint16_t(0x077F)}) {
-    ScopedControlWord cw(caller);
-    EXPECT_EQ(kelsExp_64fc_A53(z, r, 2), 0);
-    EXPECT_EQ(control_word(), caller);
-    EXPECT_TRUE(same_value(r[0], expected[0]) && same_value(r[1], expected[1]));
-  }
-}
 
 // The members of a family share one kernel: bit for bit the same results,
 // every second member called in place.

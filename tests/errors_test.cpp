@@ -1,4 +1,4 @@
-// Error entries, the standard handler and the version record.
+// Error entries, the standard handler and the version record and macros.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -48,6 +48,10 @@ TEST(Version, RecordIsExact) {
   EXPECT_STREQ(v->name, "libkelvmpx.so.5.2");
   EXPECT_STREQ(v->version, "5.2");
   EXPECT_STREQ(v->buildDate, "Jul 11 2007");
+  // The header's macros describe the library that is loaded.
+  EXPECT_TRUE(v->major == KELVM_VERSION_MAJOR && v->minor == KELVM_VERSION_MINOR &&
+              v->majorBuild == KELVM_VERSION_MAJOR_BUILD && v->build == KELVM_VERSION_BUILD);
+  EXPECT_STREQ(v->name, "libkelvmpx.so." KELVM_VERSION_STRING);
 }
 
 }  // namespace

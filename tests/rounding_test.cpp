@@ -149,25 +149,6 @@ std::vector<T> inputs(size_t random_count) {
   return v;
 }
 
-TEST(RoundingFrame, ArgumentChecks) {
-  double d[2] = {1.5, 2.5}, o[2] = {7, 7};
-  float f[2] = {1.5f, 2.5f}, fo[2] = {7, 7};
-  auto refused = [](const auto& ms, auto* x, auto* y) {  // length first, then pointers; nothing written
-    for (const auto& m : ms) {
-      if (m.rint) continue;
-      EXPECT_EQ((std::vector{m.fn(nullptr, nullptr, 0), m.fn(x, y, -1), m.fn(nullptr, y, 1), m.fn(x, nullptr, 1)}),
-                (std::vector{-6, -6, -8, -8})) << m.name;
-    }
-    EXPECT_TRUE(y[0] == 7 && y[1] == 7);
-  };
-  refused(kDouble64, d, o);
-  refused(kFloat32, f, fo);
-  // Rint and NearbyInt check nothing and return the count (0 for len < 1).
-  EXPECT_EQ((std::vector{kelsRint_64f(d, o, 2), kelsNearbyInt_64f(nullptr, nullptr, -3),
-                         kelsRint_32f(nullptr, nullptr, 0), kelsNearbyInt_32f(f, fo, INT32_MIN)}),
-            (std::vector{2, 0, 0, 0}));
-}
-
 // Nothing raises inexact, at any precision, except float Ceil and Floor on a
 // fractional 1 <= |x| < 2^22 (magic number) and Rint's probe, once per call,
 // at 53 and 24 bits.
