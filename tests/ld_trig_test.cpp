@@ -1,6 +1,6 @@
 // Long-double circular kernels, arctangents and square root against MPFR at a
 // 64-bit significand: accuracy by range, the special values and flags of C99
-// Annex F, and the caller's control word left alone by every kernel.
+// Annex F.
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
@@ -204,22 +204,6 @@ TEST(LdAtanSqrt, SpecialValuesAndFlags) {
     clear_flags();
     ASSERT_TRUE(same_bits(orxsqrtl_scalar(s * s), s)) << hex(s * s);
     ASSERT_EQ(ieee_flags(), 0) << hex(s * s);
-  }
-}
-
-// Every long-double kernel runs under the caller's control word and leaves it alone.
-TEST(LdKernels, ControlWordUntouched) {
-  for (uint16_t word : {kDefault, uint16_t(kDefault | kDown), uint16_t(kDefault | kUp), uint16_t(kDefault | kTowardZero)}) {
-    ScopedControlWord cw(word);
-    for (long double x : {0.5L, 3.0L, 1e7L, 1e300L, LDBL_MAX, -0x1p-16445L, HUGE_VALL, -20000.0L, -11380.0L}) {
-      long double s, c;
-      volatile long double sink = orxsinl_scalar(x) + orxcosl_scalar(x) + orxtanl_scalar(x) + orxatanl_scalar(x) +
-                                  orxatan2l_scalar(x, 2.0L) + orxatan2l_scalar(1.0L, x) + orxsqrtl_scalar(x) +
-                                  orxexpl_scalar(x) + orxlogl_scalar(std::fabs(x)) + orxlog1pl_scalar(x);
-      orxsincosl_scalar(x, &s, &c);
-      (void)sink;
-      ASSERT_EQ(control_word(), word) << hex(x);
-    }
   }
 }
 

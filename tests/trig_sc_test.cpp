@@ -23,32 +23,23 @@ using SC = void (*)(int, const T*, T*, int*);
 template <class T>
 using SC2 = void (*)(int, const T*, T*, T*, int*);
 
-struct DoubleEntry {
+template <class T>
+struct Entry {
   const char* name;
-  SC<double> fn;
-  int (*vector)(const double*, double*, int);
+  SC<T> fn;
+  int (*vector)(const T*, T*, int);
   bool tangent;
 };
-const DoubleEntry kDoubleEntries[] = {
-    {"dCos_HA", orxdCos_SC_HA, kelsCos_64f_A53, false},  {"dCos_LA", orxdCos_SC_LA, kelsCos_64f_A53, false},
-    {"dCos_A11", orxdCos_SC_A11, kelsCos_64f_A53, false}, {"dSin_HA", orxdSin_SC_HA, kelsSin_64f_A53, false},
-    {"dSin_LA", orxdSin_SC_LA, kelsSin_64f_A53, false},  {"dSin_A11", orxdSin_SC_A11, kelsSin_64f_A53, false},
-    {"dTan_HA", orxdTan_SC_HA, kelsTan_64f_A53, true},   {"dTan_LA", orxdTan_SC_LA, kelsTan_64f_A53, true},
-    {"dTan_A11", orxdTan_SC_A11, kelsTan_64f_A53, true},
-};
-
-struct FloatEntry {
-  const char* name;
-  SC<float> fn;
-  int (*vector)(const float*, float*, int);
-};
-const FloatEntry kFloat[] = {
-    {"sCos_HA", orxsCos_SC_HA, kelsCos_32f_A24},  {"sCos_LA", orxsCos_SC_LA, kelsCos_32f_A24},
-    {"sCos_A11", orxsCos_SC_A11, kelsCos_32f_A24}, {"sSin_HA", orxsSin_SC_HA, kelsSin_32f_A24},
-    {"sSin_LA", orxsSin_SC_LA, kelsSin_32f_A24},  {"sSin_A11", orxsSin_SC_A11, kelsSin_32f_A24},
-    {"sTan_HA", orxsTan_SC_HA, kelsTan_32f_A24},  {"sTan_LA", orxsTan_SC_LA, kelsTan_32f_A24},
-    {"sTan_A11", orxsTan_SC_A11, kelsTan_32f_A24},
-};
+// The three accuracy entries of one function, each against its vector member.
+#define KEL_SC_ENTRIES(p, F, member, tan)                                                                \
+  {#p #F "_HA", orx##p##F##_SC_HA, member, tan}, {#p #F "_LA", orx##p##F##_SC_LA, member, tan}, \
+      {#p #F "_A11", orx##p##F##_SC_A11, member, tan}
+const Entry<double> kDoubleEntries[] = {KEL_SC_ENTRIES(d, Cos, kelsCos_64f_A53, false),
+                                        KEL_SC_ENTRIES(d, Sin, kelsSin_64f_A53, false),
+                                        KEL_SC_ENTRIES(d, Tan, kelsTan_64f_A53, true)};
+const Entry<float> kFloat[] = {KEL_SC_ENTRIES(s, Cos, kelsCos_32f_A24, false),
+                               KEL_SC_ENTRIES(s, Sin, kelsSin_32f_A24, false),
+                               KEL_SC_ENTRIES(s, Tan, kelsTan_32f_A24, true)};
 
 const SC2<double> kDoubleSinCos[] = {orxdSinCos_SC_HA, orxdSinCos_SC_LA, orxdSinCos_SC_A11};
 const SC2<float> kFloatSinCos[] = {orxsSinCos_SC_HA, orxsSinCos_SC_LA, orxsSinCos_SC_A11};
@@ -86,12 +77,12 @@ TEST(TrigSC, SameResultsAsTheVectorMembers) {
   const int n = static_cast<int>(xs.size());
   std::vector<double> ref(n), ref2(n);
   std::vector<float> fref(n), fref2(n);
-  for (const DoubleEntry& e : kDoubleEntries) {
+  for (const auto& e : kDoubleEntries) {
     e.vector(xs.data(), ref.data(), n);
     SCOPED_TRACE(e.name);
     expect_elementwise(e.fn, xs, ref);
   }
-  for (const FloatEntry& e : kFloat) {
+  for (const auto& e : kFloat) {
     e.vector(fs.data(), fref.data(), n);
     SCOPED_TRACE(e.name);
     expect_elementwise(e.fn, fs, fref);
@@ -118,7 +109,7 @@ TEST(TrigSC, SpecialValuesAndTheUpperWordTest) {
   for (const auto& c : cases) {
     double x;  // copied by bits: returning it in st(0) would quiet the signalling NaNs
     std::memcpy(&x, &c.x, 8);
-    for (const DoubleEntry& e : kDoubleEntries) {
+    for (const auto& e : kDoubleEntries) {
       ScopedControlWord cw(kDefault);
       double y = 1.0;
       int status = 5;
@@ -140,7 +131,7 @@ TEST(TrigSC, SpecialValuesAndTheUpperWordTest) {
   // Float: infinities report with the default NaN; a NaN goes through the
   // kernel (its own quiet NaN, no report, status untouched, tangent included).
   const float inf = INFINITY, qnan = float_from_bits(0x7FC00001u);
-  for (const FloatEntry& e : kFloat)
+  for (const auto& e : kFloat)
     for (float x : {inf, -inf, qnan}) {
       ScopedControlWord cw(kDefault);
       float y = 1.0f;
