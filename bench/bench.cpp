@@ -24,15 +24,14 @@
 #include <tuple>
 #include <memory>
 
-#include "function_list.h"
 #include "inputs.h"
 #include "kelvm.h"
 
 namespace {
 
-using kelfn::Function;
-using kelfn::Kind;
-using kelfn::Shape;
+using kelcat::Elem;
+using kelcat::Shape;
+using Function = kelcat::Name;
 
 constexpr int kLengths[] = {1, 16, 1000, 100000};
 constexpr size_t kMaxLen = 100000;
@@ -98,9 +97,8 @@ struct Buffers {
 
 template <class T>
 std::function<void(int)> vector_call(const Function& f, void* sym, T* a, T* b, T* r1, T* r2) {
-  switch (f.shape) {
-    case Shape::unary:
-    case Shape::count: {
+  switch (f.family->shape) {
+    case Shape::unary: {
       auto fn = reinterpret_cast<int (*)(const T*, T*, int)>(sym);
       return [=](int n) { benchmark::DoNotOptimize(fn(a, r1, n)); };
     }
@@ -113,7 +111,7 @@ std::function<void(int)> vector_call(const Function& f, void* sym, T* a, T* b, T
       const T v = *b;
       return [=](int n) { benchmark::DoNotOptimize(fn(a, v, r1, n)); };
     }
-    case Shape::two_results: {
+    case Shape::two: {
       auto fn = reinterpret_cast<int (*)(const T*, T*, T*, int)>(sym);
       return [=](int n) { benchmark::DoNotOptimize(fn(a, r1, r2, n)); };
     }
@@ -128,7 +126,7 @@ template <class T>
 std::function<void(int)> latency_chain(const Function& f, void* sym, const T* in) {
   auto* unary = reinterpret_cast<int (*)(const T*, T*, int)>(sym);
   auto* two = reinterpret_cast<int (*)(const T*, T*, T*, int)>(sym);
-  const bool two_results = f.shape == Shape::two_results;
+  const bool two_results = f.family->shape == Shape::two;
   return [=](int n) {
     static volatile T zero_cell = 0;
     const T zero = zero_cell;
@@ -149,18 +147,18 @@ std::function<void(int)> latency_chain(const Function& f, void* sym, const T* in
 // about 12 MB, and one per function would not fit the i386 address space.
 std::map<std::tuple<double, double, bool, uint64_t>, std::unique_ptr<Buffers>> g_buffers;
 
-Buffers* buffers_for(kelbench::Range r, uint64_t seed) {
+Buffers* buffers_for(kelcat::Range r, uint64_t seed) {
   auto& slot = g_buffers[{r.lo, r.hi, r.log_uniform, seed}];
   if (!slot) slot = std::make_unique<Buffers>(kelbench::make_inputs(r, kMaxLen, seed));
   return slot.get();
 }
 
 void register_latency(const Function& f, void* sym, const Buffers* buf) {
-  if (f.shape != Shape::unary && f.shape != Shape::two_results) return;
+  if ((f.family->shape != Shape::unary && f.family->shape != Shape::two) || f.family->counts) return;
   std::function<void(int)> body;
-  if (f.kind == Kind::real64)
+  if (f.elem == Elem::f64)
     body = latency_chain<double>(f, sym, buf->a.data());
-  else if (f.kind == Kind::real32)
+  else if (f.elem == Elem::f32)
     body = latency_chain<float>(f, sym, buf->af.data());
   else
     return;
@@ -169,28 +167,29 @@ void register_latency(const Function& f, void* sym, const Buffers* buf) {
 }
 
 void register_library() {
-  for (const Function& f : kelfn::all_functions()) {
+  for (const Function& f : kelcat::vector_names()) {
     void* sym = dlsym(RTLD_DEFAULT, f.name.c_str());
     if (!sym) continue;
-    const bool single = f.kind == Kind::real32 || f.kind == Kind::cplx32;
+    const bool single = f.elem == Elem::f32 || f.elem == Elem::c32;
     for (int special = 0; special < 2; ++special) {
-      const auto range = special ? kelbench::special_range(f.family, single) : kelbench::main_range(f.family, single);
+      const auto range = f.family->bench_range(special, single);
       if (range.lo == range.hi) continue;
       Buffers* buf = buffers_for(range, 1);
       std::function<void(int)> body;
-      switch (f.kind) {
-        case Kind::real64:
+      switch (f.elem) {
+        case Elem::f64:
           body = vector_call<double>(f, sym, buf->a.data(), buf->b.data(), buf->r1.data(), buf->r2.data());
           break;
-        case Kind::real32:
+        case Elem::f32:
           body = vector_call<float>(f, sym, buf->af.data(), buf->bf.data(), buf->r1f.data(), buf->r2f.data());
           break;
-        case Kind::cplx64:
+        case Elem::c64:
           body = vector_call<Kel64fc>(f, sym, buf->c.data(), buf->c2.data(), buf->rc.data(), buf->rc.data());
           break;
-        case Kind::cplx32:
+        case Elem::c32:
           body = vector_call<Kel32fc>(f, sym, buf->cf.data(), buf->cf2.data(), buf->rcf.data(), buf->rcf.data());
           break;
+        case Elem::f80: break;
       }
       auto* b = benchmark::RegisterBenchmark((f.name + (special ? "/special" : "/main")).c_str(),
                                              [body](benchmark::State& s) { timed(s, body); });
@@ -206,7 +205,7 @@ template <class T, class Fn>
 void register_loop(const char* name, const char* family, Fn fn) {
   const bool single = sizeof(T) == 4;
   for (int special = 0; special < 2; ++special) {
-    const auto range = special ? kelbench::special_range(family, single) : kelbench::main_range(family, single);
+    const auto range = kelcat::find(family, kelcat::Domain::real)->bench_range(special, single);
     if (range.lo == range.hi) continue;
     const auto in = kelbench::make_inputs(range, kMaxLen, 1);
     auto src = std::make_shared<std::vector<T>>(in.begin(), in.end());
@@ -251,7 +250,7 @@ void register_scalar(const char* name, const char* family, T (*fn)(T)) {
 // benchmarks of the family use (parts from the family's range times 1e-5).
 template <class T, class Fn>
 void register_complex(const char* name, const char* family, Fn fn) {
-  const auto in = kelbench::make_inputs(kelbench::main_range(family, false), kMaxLen, 1);
+  const auto in = kelbench::make_inputs(kelcat::find(family, kelcat::Domain::real)->main.d, kMaxLen, 1);
   auto src = std::make_shared<std::vector<std::complex<T>>>(in.size());
   for (size_t i = 0; i < in.size(); ++i) (*src)[i] = {T(in[i] * 1e-5), T(in[in.size() - 1 - i] * 1e-5)};
   auto dst = std::make_shared<std::vector<std::complex<T>>>(in.size());

@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <string>
 
-#include "function_list.h"
 #include "inputs.h"
 #include "kelvm.h"
 
@@ -17,12 +16,11 @@ int main(int argc, char** argv) {
   const std::string name = argv[1];
   const int n = std::atoi(argv[2]);
   const bool special = argc > 3;
-  for (const auto& f : kelfn::all_functions()) {
+  for (const auto& f : kelcat::vector_names()) {
     if (f.name != name) continue;
     void* sym = dlsym(RTLD_DEFAULT, name.c_str());
     if (!sym) return 3;
-    const bool single = f.kind == kelfn::Kind::real32;
-    const auto r = special ? kelbench::special_range(f.family, single) : kelbench::main_range(f.family, single);
+    const auto r = f.family->bench_range(special, f.elem == kelcat::Elem::f32);
     // The inputs are made for the largest length counted, whatever n is, so
     // that the difference between two lengths holds only the function's work.
     constexpr int kInputs = 20000;
@@ -30,18 +28,19 @@ int main(int argc, char** argv) {
     const auto in = kelbench::make_inputs(r, kInputs, 1);
     std::vector<double> out(kInputs), out2(kInputs);
     std::vector<float> inf(in.begin(), in.end()), outf(kInputs), out2f(kInputs);
-    using kelfn::Shape;
-    if (f.kind == kelfn::Kind::real64) {
-      if (f.shape == Shape::two_results)
+    using kelcat::Shape;
+    const Shape shape = f.family->shape;
+    if (f.elem == kelcat::Elem::f64) {
+      if (shape == Shape::two)
         reinterpret_cast<int (*)(const double*, double*, double*, int)>(sym)(in.data(), out.data(), out2.data(), n);
-      else if (f.shape == Shape::binary)
+      else if (shape == Shape::binary)
         reinterpret_cast<int (*)(const double*, const double*, double*, int)>(sym)(in.data(), in.data(), out.data(), n);
       else
         reinterpret_cast<int (*)(const double*, double*, int)>(sym)(in.data(), out.data(), n);
-    } else if (f.kind == kelfn::Kind::real32) {
-      if (f.shape == Shape::two_results)
+    } else if (f.elem == kelcat::Elem::f32) {
+      if (shape == Shape::two)
         reinterpret_cast<int (*)(const float*, float*, float*, int)>(sym)(inf.data(), outf.data(), out2f.data(), n);
-      else if (f.shape == Shape::binary)
+      else if (shape == Shape::binary)
         reinterpret_cast<int (*)(const float*, const float*, float*, int)>(sym)(inf.data(), inf.data(), outf.data(), n);
       else
         reinterpret_cast<int (*)(const float*, float*, int)>(sym)(inf.data(), outf.data(), n);

@@ -83,7 +83,7 @@ def main(bench_json, instr_tsv, out_dir):
            "  long-double function, both called in a loop over the same inputs, at length 1000 (below 1: we",
            "  are faster).",
            "",
-           f"Machine: {cpu_model()}.  Inputs (`bench/inputs.h`): **main** draws the family's main-path range",
+           f"Machine: {cpu_model()}.  Inputs (`tools/catalogue.h`): **main** draws the family's main-path range",
            "(for example Exp [-700, 700], Ln log-uniform over [1e-300, 1e300], Pow bases [0.1, 10],",
            "trigonometric functions [-100, 100]; complex functions take both parts from that range times 1e-5);",
            "**special** draws the inputs that take the rare paths (large trigonometric arguments, subnormals,",

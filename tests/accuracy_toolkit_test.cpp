@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <set>
 
 #include "accuracy.h"
 #include "check.h"
@@ -232,22 +231,6 @@ TEST(Generators, IdenticalOnBothBuilds) {
   }
   EXPECT_EQ(h, 15841101690643250652ull) << std::hex << h;
   EXPECT_EQ(hc, 4236432301753482092ull) << std::hex << hc;
-}
-
-TEST(Registry, NamesEveryExportedFunctionOnce) {
-  const auto names = exported_names();
-  std::set<std::string> unique;
-  size_t count[3] = {};
-  for (const auto& n : names) {
-    unique.insert(n.name);
-    ParsedName p;
-    ASSERT_TRUE(parse_name(n.name, &p)) << n.name;
-    EXPECT_TRUE(p.family == n.family && p.flavour == n.flavour) << n.name;
-    ++count[n.kind == ExportedName::real ? 0 : n.kind == ExportedName::complex ? 1 : 2];
-  }
-  EXPECT_EQ(unique.size(), names.size());
-  // 29 families x 5 flavours and 7 rounding functions x 2 types; 90 complex; 22 kernels.
-  EXPECT_EQ((std::vector<size_t>(count, count + 3)), (std::vector<size_t>{145 + 14, 90, 22}));
 }
 
 // Correctly rounded 1/x (sqrt for the kernel), moved up g_ulps ulps on every

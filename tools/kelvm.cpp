@@ -5,6 +5,7 @@
 //   kelvm [--type 32f|64f|32fc|64fc] [--acc A11|A21|A24|A50|A53] [--cw HEX] [--val V]
 //         FUNCTION VALUE...
 //   kelvm --list [--type T] [--acc A]   the exported vector functions present
+//   kelvm --catalogue                   every function the catalogue names, present or not
 //   kelvm --digest                      one hash per present function over hostile inputs
 //   kelvm --digest kelsExp_64f_A53...   the same inputs element by element, one line each
 //   kelvm --version | --help
@@ -26,15 +27,14 @@
 #include <type_traits>
 #include <vector>
 
-#include "function_list.h"
+#include "catalogue.h"
 #include "kelvm.h"
 
 namespace {
 
-using kelfn::all_functions;
-using kelfn::Function;
-using kelfn::Kind;
-using kelfn::Shape;
+using kelcat::Elem;
+using kelcat::Shape;
+using Function = kelcat::Name;
 
 void* lookup(const std::string& name) { return dlsym(RTLD_DEFAULT, name.c_str()); }
 
@@ -172,11 +172,10 @@ int call_scalar(void* sym, const T* a, const T& val, T* r, int n) {
 template <class T>
 int call(Shape shape, void* sym, const T* a, const T* b, const T& val, T* r1, T* r2, int n) {
   switch (shape) {
-    case Shape::unary:
-    case Shape::count: return reinterpret_cast<int (*)(const T*, T*, int)>(sym)(a, r1, n);
+    case Shape::unary: return reinterpret_cast<int (*)(const T*, T*, int)>(sym)(a, r1, n);
     case Shape::binary: return reinterpret_cast<int (*)(const T*, const T*, T*, int)>(sym)(a, b, r1, n);
     case Shape::scalar: return call_scalar<T>(sym, a, val, r1, n);
-    case Shape::two_results: return reinterpret_cast<int (*)(const T*, T*, T*, int)>(sym)(a, r1, r2, n);
+    case Shape::two: return reinterpret_cast<int (*)(const T*, T*, T*, int)>(sym)(a, r1, r2, n);
   }
   return 0;
 }
@@ -226,30 +225,32 @@ void print_element(const char* label, const T& x) {
 // control word around the call.
 template <class T>
 int run(const Function& f, void* sym, const std::vector<std::string>& args, const char* val_text, uint16_t cw) {
-  const bool two_sources = f.shape == Shape::binary;
+  const Shape shape = f.family->shape;
+  const std::string family = f.family->name;
+  const bool two_sources = shape == Shape::binary;
   std::vector<T> a(args.size()), b(args.size()), r1(args.size()), r2(args.size());
   for (size_t i = 0; i < args.size(); ++i) {
     if (two_sources) {
-      const auto p = split(args[i], ':', 2, ("two sources A:B for " + f.family).c_str());
+      const auto p = split(args[i], ':', 2, ("two sources A:B for " + family).c_str());
       parse_element<T>(p[0], &a[i]);
       parse_element<T>(p[1], &b[i]);
     } else {
       if (args[i].find(':') != std::string::npos)
-        throw Usage{"'" + args[i] + "': " + f.family + " takes one source per element"};
+        throw Usage{"'" + args[i] + "': " + family + " takes one source per element"};
       parse_element<T>(args[i], &a[i]);
     }
   }
   T val;
   std::memset(&val, 0, sizeof val);
-  if (f.shape == Shape::scalar) {
-    if (!val_text) throw Usage{f.family + " needs its scalar argument: --val V"};
+  if (shape == Shape::scalar) {
+    if (!val_text) throw Usage{family + " needs its scalar argument: --val V"};
     try {
       parse_element<T>(val_text, &val);
     } catch (const Usage& u) {
       throw Usage{"--val: " + u.message};
     }
   } else if (val_text) {
-    throw Usage{"--val applies only to functions with a scalar argument (Powx), not " + f.family};
+    throw Usage{"--val applies only to functions with a scalar argument (Powx), not " + family};
   }
   std::memset(r1.data(), 0, r1.size() * sizeof(T));
   std::memset(r2.data(), 0, r2.size() * sizeof(T));
@@ -258,7 +259,7 @@ int run(const Function& f, void* sym, const std::vector<std::string>& args, cons
   const uint16_t saved = control_word();
   set_control_word(cw);
   clear_flags();
-  const int status = call<T>(f.shape, sym, a.data(), b.data(), val, r1.data(), r2.data(), static_cast<int>(a.size()));
+  const int status = call<T>(shape, sym, a.data(), b.data(), val, r1.data(), r2.data(), static_cast<int>(a.size()));
   const uint16_t sw = status_word();
   const uint16_t after = control_word();
   set_control_word(saved);
@@ -266,9 +267,9 @@ int run(const Function& f, void* sym, const std::vector<std::string>& args, cons
     std::printf("[%zu]\n", i);
     print_element("x", a[i]);
     if (two_sources) print_element("x2", b[i]);
-    if (f.shape == Shape::scalar) print_element("val", val);
+    if (shape == Shape::scalar) print_element("val", val);
     print_element("y", r1[i]);
-    if (f.shape == Shape::two_results) print_element("y2", r2[i]);
+    if (shape == Shape::two) print_element("y2", r2[i]);
   }
   std::printf("status: %d %s\nflags raised: %s\n", status, status_name(status), flag_names(sw).c_str());
   std::printf("control word: 0x%04x before, 0x%04x after%s\n", cw, after, cw == after ? "" : "  (CHANGED)");
@@ -489,7 +490,8 @@ void digest_function(const Function& f, void* sym, const Inputs<B>& in, const st
   std::vector<T> a(n), b(n), r1(n), r2(n);
   std::memcpy(a.data(), src.data(), n * sizeof(T));
   std::memcpy(b.data(), src2.data(), n * sizeof(T));
-  const std::vector<B> scalars = f.shape == Shape::scalar ? vals : std::vector<B>{0};
+  const Shape shape = f.family->shape;
+  const std::vector<B> scalars = shape == Shape::scalar ? vals : std::vector<B>{0};
   for (const uint16_t cw : kDigestWords) {
     for (size_t k = 0; k < scalars.size(); ++k) {
       T val;
@@ -502,7 +504,7 @@ void digest_function(const Function& f, void* sym, const Inputs<B>& in, const st
       auto call_under_cw = [&](size_t from, size_t count, uint16_t* flags) {
         set_control_word(cw);
         clear_flags();
-        const int status = call<T>(f.shape, sym, &a[from], &b[from], val, &r1[from], &r2[from], static_cast<int>(count));
+        const int status = call<T>(shape, sym, &a[from], &b[from], val, &r1[from], &r2[from], static_cast<int>(count));
         *flags = status_word() & 0x3D;
         set_control_word(0x037f);
         return status;
@@ -512,11 +514,11 @@ void digest_function(const Function& f, void* sym, const Inputs<B>& in, const st
           uint16_t flags;
           const int status = call_under_cw(i, 1, &flags);
           std::printf("cw %04x", cw);
-          if (f.shape == Shape::scalar) std::printf(" val %s", hex(val).c_str());
+          if (shape == Shape::scalar) std::printf(" val %s", hex(val).c_str());
           std::printf(" x %s", hex(a[i]).c_str());
-          if (f.shape == Shape::binary) std::printf(" x2 %s", hex(b[i]).c_str());
+          if (shape == Shape::binary) std::printf(" x2 %s", hex(b[i]).c_str());
           std::printf(" -> %s", hex(r1[i]).c_str());
-          if (f.shape == Shape::two_results) std::printf(" %s", hex(r2[i]).c_str());
+          if (shape == Shape::two) std::printf(" %s", hex(r2[i]).c_str());
           std::printf(" status %d flags 0x%02x\n", status, flags);
         }
         continue;
@@ -532,7 +534,7 @@ void digest_function(const Function& f, void* sym, const Inputs<B>& in, const st
         out.flags |= flags;
       }
       out.hash.add(r1.data(), n * sizeof(T));
-      if (f.shape == Shape::two_results) out.hash.add(r2.data(), n * sizeof(T));
+      if (shape == Shape::two) out.hash.add(r2.data(), n * sizeof(T));
       if (k == 0) out.statuses += (out.statuses.empty() ? "" : ",") + std::to_string(status);
     }
   }
@@ -548,17 +550,18 @@ int digest(const std::vector<std::string>& names) {
   const Inputs<uint32_t> in32 = digest_inputs<uint32_t>(s32, random32, kElements);
   const std::vector<uint64_t> v64 = scalar_values(s64);
   const std::vector<uint32_t> v32 = scalar_values(s32);
-  for (const Function& fn : all_functions()) {
+  for (const Function& fn : kelcat::vector_names()) {
     void* sym = lookup(fn.name);
     bool named = false;
     for (const auto& name : names) named = named || name == fn.name;
     if (!sym || (!names.empty() && !named)) continue;
     Outcome out;
-    switch (fn.kind) {
-      case Kind::real64: digest_function<double>(fn, sym, in64, v64, out, named); break;
-      case Kind::real32: digest_function<float>(fn, sym, in32, v32, out, named); break;
-      case Kind::cplx64: digest_function<Kel64fc>(fn, sym, in64, v64, out, named); break;
-      case Kind::cplx32: digest_function<Kel32fc>(fn, sym, in32, v32, out, named); break;
+    switch (fn.elem) {
+      case Elem::f64: digest_function<double>(fn, sym, in64, v64, out, named); break;
+      case Elem::f32: digest_function<float>(fn, sym, in32, v32, out, named); break;
+      case Elem::c64: digest_function<Kel64fc>(fn, sym, in64, v64, out, named); break;
+      case Elem::c32: digest_function<Kel32fc>(fn, sym, in32, v32, out, named); break;
+      case Elem::f80: break;
     }
     if (!named)
       std::printf("%-24s %016" PRIx64 " status %s flags 0x%02x\n", fn.name.c_str(), out.hash.h,
@@ -572,7 +575,7 @@ int digest(const std::vector<std::string>& names) {
 const char kUsage[] =
     "usage: kelvm [--type 32f|64f|32fc|64fc] [--acc A11|A21|A24|A50|A53] [--cw HEX] [--val V]\n"
     "             FUNCTION VALUE...\n"
-    "       kelvm --list [--type T] [--acc A]\n"
+    "       kelvm --list [--type T] [--acc A] | --catalogue\n"
     "       kelvm --digest [FUNCTION...] | --version | --help\n"
     "FUNCTION: an exported name (kelsInv_64f_A53) or a family (Inv), completed by\n"
     "  --type (default 64f) and --acc (default A53 for 64f/64fc, A24 for 32f/32fc).\n"
@@ -604,7 +607,7 @@ struct Options {
   std::string type, acc, func;
   const char* val = nullptr;
   int cw = -1;
-  bool list = false, digest = false;
+  bool list = false, digest = false, catalogue = false;
   std::vector<std::string> values;
 };
 
@@ -623,6 +626,8 @@ Options parse_options(int argc, char** argv) {
       o.list = true;
     } else if (a == "--digest") {
       o.digest = true;
+    } else if (a == "--catalogue") {
+      o.catalogue = true;
     } else if (one_of(a, {"--type", "--acc", "--cw", "--val"})) {
       if (i + 1 >= argc) throw Usage{a + " needs a value"};
       const std::string v = argv[++i];
@@ -647,7 +652,7 @@ Options parse_options(int argc, char** argv) {
 
 int list(const Options& o) {
   if (!o.func.empty()) throw Usage{"--list takes no function or values ('" + o.func + "')"};
-  for (const auto& f : all_functions()) {
+  for (const auto& f : kelcat::vector_names()) {
     const bool type_ok =
         o.type.empty() || f.name.find("_" + o.type + "_") != std::string::npos || f.name.ends_with("_" + o.type);
     const bool acc_ok = o.acc.empty() || f.name.ends_with("_" + o.acc);
@@ -671,12 +676,12 @@ int evaluate(const Options& o) {
   const std::string type = o.type.empty() ? "64f" : o.type;
   std::string name = o.func;
   if (name.rfind("kels", 0) != 0) {
-    const bool rounding = one_of(name, {"Ceil", "Floor", "Trunc", "Round", "Rint", "NearbyInt", "Modf"});
+    const bool rounding = kelcat::find(name, kelcat::Domain::rounding) != nullptr;
     const std::string acc = !o.acc.empty() ? o.acc : type.rfind("64", 0) == 0 ? "A53" : "A24";
     name = "kels" + name + "_" + type + (rounding ? "" : "_" + acc);
   }
   const Function* fn = nullptr;
-  static const std::vector<Function> fns = all_functions();
+  static const std::vector<Function> fns = kelcat::vector_names();
   for (const auto& f : fns)
     if (f.name == name) fn = &f;
   if (!fn) throw Usage{name + " is not a vector function of the library"};
@@ -684,11 +689,12 @@ int evaluate(const Options& o) {
   if (!sym) throw Usage{name + " is declared but not implemented in this build"};
 
   const uint16_t cw = o.cw >= 0 ? static_cast<uint16_t>(o.cw) : control_word();
-  switch (fn->kind) {
-    case Kind::real32: return run<float>(*fn, sym, o.values, o.val, cw);
-    case Kind::real64: return run<double>(*fn, sym, o.values, o.val, cw);
-    case Kind::cplx32: return run<Kel32fc>(*fn, sym, o.values, o.val, cw);
-    case Kind::cplx64: return run<Kel64fc>(*fn, sym, o.values, o.val, cw);
+  switch (fn->elem) {
+    case Elem::f32: return run<float>(*fn, sym, o.values, o.val, cw);
+    case Elem::f64: return run<double>(*fn, sym, o.values, o.val, cw);
+    case Elem::c32: return run<Kel32fc>(*fn, sym, o.values, o.val, cw);
+    case Elem::c64: return run<Kel64fc>(*fn, sym, o.values, o.val, cw);
+    case Elem::f80: break;
   }
   return 0;
 }
@@ -707,6 +713,10 @@ int main(int argc, char** argv) {
     const Options o = parse_options(argc, argv);
     if (o.list && o.digest) throw Usage{"--list and --digest exclude each other"};
     if (!kelvmGetLibVersion()) return 1;
+    if (o.catalogue) {
+      for (const std::string& name : kelcat::all_function_names()) std::printf("%s\n", name.c_str());
+      return 0;
+    }
     if (o.list) return list(o);
     if (o.digest) {
       std::vector<std::string> names = o.values;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 
 namespace kelacc {
 namespace {
@@ -186,137 +187,99 @@ int ref_ctan(mpc_ptr r, mpc_srcptr z, mpc_rnd_t rnd) {
   return 0;
 }
 
-// ---- Registry ----------------------------------------------------------------
+// ---- The catalogue's keys -------------------------------------------------------
 
 namespace {
 
-#define KELACC_UNARY(name, ref, gen) \
-  RealFunction { name, Shape::unary, ref, nullptr, nullptr, gen<float>, gen<double>, false }
-#define KELACC_BINARY(name, ref, gen) \
-  RealFunction { name, Shape::binary, nullptr, nullptr, ref, gen<float>, gen<double>, false }
+using kelcat::Domain;
+using kelcat::Ref;
+using kelcat::Sample;
+
+// The references of each key, in the order of kelcat::Ref: MPFR's (a unary
+// function, the two results of one argument, or a binary function) and MPC's.
+struct Reference {
+  MpfrUnary unary = nullptr, second = nullptr;
+  MpfrBinary binary = nullptr;
+  MpcUnary cunary = nullptr;
+  MpcBinary cbinary = nullptr;
+};
+const Reference kReferences[] = {
+    {.unary = mpfr_exp, .cunary = mpc_exp}, {.unary = mpfr_log, .cunary = mpc_log},
+    {.unary = mpfr_log10, .cunary = mpc_log10}, {.unary = mpfr_log1p},
+    {.unary = mpfr_sin, .cunary = mpc_sin}, {.unary = mpfr_cos, .cunary = mpc_cos},
+    {.unary = mpfr_tan, .cunary = ref_ctan}, {.unary = mpfr_sin, .second = mpfr_cos},
+    {.unary = ref_sind}, {.unary = ref_cosd},
+    {.unary = mpfr_sinh, .cunary = mpc_sinh}, {.unary = mpfr_cosh, .cunary = mpc_cosh},
+    {.unary = mpfr_tanh, .cunary = ref_ctanh}, {.unary = mpfr_asin, .cunary = mpc_asin},
+    {.unary = mpfr_acos, .cunary = mpc_acos}, {.unary = mpfr_atan, .cunary = mpc_atan},
+    {.unary = mpfr_asinh, .cunary = mpc_asinh}, {.unary = mpfr_acosh, .cunary = mpc_acosh},
+    {.unary = mpfr_atanh, .cunary = mpc_atanh}, {.binary = mpfr_atan2}, {.binary = ref_atan2d},
+    {.unary = mpfr_sqrt, .cunary = mpc_sqrt}, {.unary = ref_invsqrt}, {.unary = mpfr_cbrt}, {.unary = ref_invcbrt},
+    {.unary = ref_inv}, {.binary = mpfr_div}, {.binary = mpfr_hypot}, {.binary = mpfr_pow, .cbinary = ref_cpow},
+    {.unary = mpfr_erf}, {.unary = mpfr_erfc}, {.unary = ref_erfinv},
+    {.unary = ref_ceil}, {.unary = ref_floor}, {.unary = ref_trunc}, {.unary = ref_round}, {.unary = ref_nearbyint},
+    {.unary = ref_modf_int, .second = ref_modf_frac},
+};
+static_assert(std::size(kReferences) == static_cast<size_t>(Ref::modf) + 1);
+
+const Reference& reference(Ref r) { return kReferences[static_cast<size_t>(r)]; }
+
+// The catalogue's families of domain d1 or d2, each made into an F by make.
+template <class F, class Make>
+std::vector<F> families(Domain d1, Domain d2, Make make) {
+  std::vector<F> t;
+  for (const kelcat::Family& f : kelcat::kFamilies)
+    if (f.domain == d1 || f.domain == d2) t.push_back(make(f, reference(f.ref)));
+  return t;
+}
 
 }  // namespace
 
+// The generators in the order of kelcat::Sample: the real designs, then the
+// complex ones.
+template <class T>
+Generator<T> generator(Sample s) {
+  const auto i = static_cast<size_t>(s), first_complex = static_cast<size_t>(Sample::complex_exp);
+  if constexpr (std::is_same_v<T, Kel32fc> || std::is_same_v<T, Kel64fc>) {
+    static const Generator<T> kComplex[] = {gen_complex_exp<T>, gen_complex_trig<T>, gen_complex_log<T>,
+                                            gen_complex_pow<T>};
+    return i >= first_complex ? kComplex[i - first_complex] : nullptr;
+  } else {
+    static const Generator<T> kReal[] = {
+        gen_exp<T>, gen_log<T>, gen_log1p<T>, gen_trig<T>, gen_degrees<T>, gen_sinh_cosh<T>, gen_tanh<T>,
+        gen_asin_acos<T>, gen_atan<T>, gen_acosh<T>, gen_atanh<T>, gen_inv<T>, gen_sqrt<T>, gen_erf<T>, gen_erfc<T>,
+        gen_erfinv<T>, gen_rounding<T>, gen_atan2<T>, gen_div<T>, gen_hypot<T>, gen_pow<T>, gen_powx<T>};
+    static_assert(std::size(kReal) == static_cast<size_t>(Sample::complex_exp));
+    return i < first_complex ? kReal[i] : nullptr;
+  }
+}
+template Generator<float> generator<float>(Sample);
+template Generator<double> generator<double>(Sample);
+template Generator<long double> generator<long double>(Sample);
+template Generator<Kel32fc> generator<Kel32fc>(Sample);
+template Generator<Kel64fc> generator<Kel64fc>(Sample);
+
 const std::vector<RealFunction>& real_functions() {
-  static const std::vector<RealFunction> table = {
-      KELACC_UNARY("Exp", mpfr_exp, gen_exp),
-      KELACC_UNARY("Ln", mpfr_log, gen_log),
-      KELACC_UNARY("Log10", mpfr_log10, gen_log),
-      KELACC_UNARY("Sin", mpfr_sin, gen_trig),
-      KELACC_UNARY("Cos", mpfr_cos, gen_trig),
-      KELACC_UNARY("Tan", mpfr_tan, gen_trig),
-      KELACC_UNARY("Inv", ref_inv, gen_inv),
-      KELACC_UNARY("Sqrt", mpfr_sqrt, gen_sqrt),
-      KELACC_UNARY("Sinh", mpfr_sinh, gen_sinh_cosh),
-      KELACC_UNARY("Cosh", mpfr_cosh, gen_sinh_cosh),
-      KELACC_UNARY("Tanh", mpfr_tanh, gen_tanh),
-      KELACC_UNARY("Asin", mpfr_asin, gen_asin_acos),
-      KELACC_UNARY("Acos", mpfr_acos, gen_asin_acos),
-      KELACC_UNARY("Atan", mpfr_atan, gen_atan),
-      KELACC_UNARY("Asinh", mpfr_asinh, gen_atan),
-      KELACC_UNARY("Acosh", mpfr_acosh, gen_acosh),
-      KELACC_UNARY("Atanh", mpfr_atanh, gen_atanh),
-      KELACC_UNARY("InvSqrt", ref_invsqrt, gen_sqrt),
-      KELACC_UNARY("Cbrt", mpfr_cbrt, gen_inv),
-      KELACC_UNARY("InvCbrt", ref_invcbrt, gen_inv),
-      KELACC_UNARY("Erf", mpfr_erf, gen_erf),
-      KELACC_UNARY("Erfc", mpfr_erfc, gen_erfc),
-      KELACC_UNARY("ErfInv", ref_erfinv, gen_erfinv),
-      KELACC_BINARY("Atan2", mpfr_atan2, gen_atan2),
-      KELACC_BINARY("Div", mpfr_div, gen_div),
-      KELACC_BINARY("Hypot", mpfr_hypot, gen_hypot),
-      KELACC_BINARY("Pow", mpfr_pow, gen_pow),
-      {"Powx", Shape::scalar, nullptr, nullptr, mpfr_pow, gen_powx<float>, gen_powx<double>, false},
-      {"SinCos", Shape::two, mpfr_sin, mpfr_cos, nullptr, gen_trig<float>, gen_trig<double>, false},
-      // The rounding family: exact results, no accuracy suffix.
-      {"Ceil", Shape::unary, ref_ceil, nullptr, nullptr, gen_rounding<float>, gen_rounding<double>, true},
-      {"Floor", Shape::unary, ref_floor, nullptr, nullptr, gen_rounding<float>, gen_rounding<double>, true},
-      {"Trunc", Shape::unary, ref_trunc, nullptr, nullptr, gen_rounding<float>, gen_rounding<double>, true},
-      {"Round", Shape::unary, ref_round, nullptr, nullptr, gen_rounding<float>, gen_rounding<double>, true},
-      {"Rint", Shape::unary, ref_nearbyint, nullptr, nullptr, gen_rounding<float>, gen_rounding<double>, true},
-      {"NearbyInt", Shape::unary, ref_nearbyint, nullptr, nullptr, gen_rounding<float>, gen_rounding<double>, true},
-      {"Modf", Shape::two, ref_modf_int, ref_modf_frac, nullptr, gen_rounding<float>, gen_rounding<double>, true},
-  };
+  static const auto table = families<RealFunction>(Domain::real, Domain::rounding, [](const auto& f, const auto& m) {
+    return RealFunction{f.name, f.shape, m.unary, m.second, m.binary, generator<float>(f.sample),
+                        generator<double>(f.sample), f.domain == Domain::rounding};
+  });
   return table;
 }
 
 const std::vector<ComplexFunction>& complex_functions() {
-#define KELACC_COMPLEX(name, ref, gen) \
-  ComplexFunction { name, Shape::unary, ref, nullptr, gen<Kel32fc>, gen<Kel64fc> }
-  static const std::vector<ComplexFunction> table = {
-      KELACC_COMPLEX("Acos", mpc_acos, gen_complex_log),
-      KELACC_COMPLEX("Acosh", mpc_acosh, gen_complex_log),
-      KELACC_COMPLEX("Asin", mpc_asin, gen_complex_log),
-      KELACC_COMPLEX("Asinh", mpc_asinh, gen_complex_log),
-      KELACC_COMPLEX("Atan", mpc_atan, gen_complex_log),
-      KELACC_COMPLEX("Atanh", mpc_atanh, gen_complex_log),
-      KELACC_COMPLEX("Cos", mpc_cos, gen_complex_trig),
-      KELACC_COMPLEX("Cosh", mpc_cosh, gen_complex_exp),
-      KELACC_COMPLEX("Exp", mpc_exp, gen_complex_exp),
-      KELACC_COMPLEX("Ln", mpc_log, gen_complex_log),
-      KELACC_COMPLEX("Log10", mpc_log10, gen_complex_log),
-      KELACC_COMPLEX("Sin", mpc_sin, gen_complex_trig),
-      KELACC_COMPLEX("Sinh", mpc_sinh, gen_complex_exp),
-      KELACC_COMPLEX("Sqrt", mpc_sqrt, gen_complex_log),
-      KELACC_COMPLEX("Tan", ref_ctan, gen_complex_trig),
-      KELACC_COMPLEX("Tanh", ref_ctanh, gen_complex_exp),
-      {"Pow", Shape::binary, nullptr, ref_cpow, gen_complex_pow<Kel32fc>, gen_complex_pow<Kel64fc>},
-      {"Powx", Shape::scalar, nullptr, ref_cpow, gen_complex_pow<Kel32fc>, gen_complex_pow<Kel64fc>},
-  };
-#undef KELACC_COMPLEX
+  static const auto table = families<ComplexFunction>(Domain::complex, Domain::complex, [](const auto& f, const auto& m) {
+    return ComplexFunction{f.name, f.shape, m.cunary, m.cbinary, generator<Kel32fc>(f.sample),
+                           generator<Kel64fc>(f.sample)};
+  });
   return table;
 }
 
 const std::vector<KernelFunction>& kernel_functions() {
-#define KELACC_KERNEL(name, ref, gen) \
-  KernelFunction { name, Shape::unary, ref, nullptr, nullptr, gen<long double> }
-  static const std::vector<KernelFunction> table = {
-      KELACC_KERNEL("expl", mpfr_exp, gen_exp),
-      KELACC_KERNEL("logl", mpfr_log, gen_log),
-      KELACC_KERNEL("log1pl", mpfr_log1p, gen_log1p),
-      KELACC_KERNEL("sinl", mpfr_sin, gen_trig),
-      KELACC_KERNEL("cosl", mpfr_cos, gen_trig),
-      KELACC_KERNEL("tanl", mpfr_tan, gen_trig),
-      KELACC_KERNEL("atanl", mpfr_atan, gen_atan),
-      KELACC_KERNEL("sqrtl", mpfr_sqrt, gen_sqrt),
-      KELACC_KERNEL("sinhl", mpfr_sinh, gen_sinh_cosh),
-      KELACC_KERNEL("coshl", mpfr_cosh, gen_sinh_cosh),
-      KELACC_KERNEL("tanhl", mpfr_tanh, gen_tanh),
-      KELACC_KERNEL("asinl", mpfr_asin, gen_asin_acos),
-      KELACC_KERNEL("acosl", mpfr_acos, gen_asin_acos),
-      KELACC_KERNEL("asinhl", mpfr_asinh, gen_atan),
-      KELACC_KERNEL("acoshl", mpfr_acosh, gen_acosh),
-      KELACC_KERNEL("atanhl", mpfr_atanh, gen_atanh),
-      KELACC_KERNEL("sindl", ref_sind, gen_degrees),
-      KELACC_KERNEL("cosdl", ref_cosd, gen_degrees),
-      {"sincosl", Shape::two, mpfr_sin, mpfr_cos, nullptr, gen_trig<long double>},
-      {"atan2l", Shape::binary, nullptr, nullptr, mpfr_atan2, gen_atan2<long double>},
-      {"atan2dl", Shape::binary, nullptr, nullptr, ref_atan2d, gen_atan2<long double>},
-      {"powl", Shape::binary, nullptr, nullptr, mpfr_pow, gen_pow<long double>},
-  };
-#undef KELACC_KERNEL
+  static const auto table = families<KernelFunction>(Domain::kernel, Domain::kernel, [](const auto& f, const auto& m) {
+    return KernelFunction{f.name, f.shape, m.unary, m.second, m.binary, generator<long double>(f.sample)};
+  });
   return table;
-}
-
-bool parse_name(std::string_view name, ParsedName* out) {
-  *out = ParsedName{};
-  if (name.starts_with("orx") && name.ends_with("_scalar")) {
-    out->family = std::string(name.substr(3, name.size() - 3 - 7));
-    out->flavour = "kernel";
-    out->type = "80f";
-    out->kernel = true;
-    return find_kernel(out->family) != nullptr;
-  }
-  if (!name.starts_with("kels")) return false;
-  name.remove_prefix(4);
-  const size_t u1 = name.find('_');
-  if (u1 == std::string_view::npos) return false;
-  out->family = std::string(name.substr(0, u1));
-  const std::string_view rest = name.substr(u1 + 1);
-  const size_t u2 = rest.find('_');
-  out->type = std::string(rest.substr(0, u2));
-  out->flavour = u2 == std::string_view::npos ? "exact" : std::string(rest.substr(u2 + 1));
-  return true;
 }
 
 const RealFunction* find_real(std::string_view family) {
@@ -429,67 +392,45 @@ Summary sample_complex(const ComplexFunction& f, AnyFunction fn, const Inputs<C>
 
 bool sample_registered(const std::string& name, AnyFunction fn, size_t n, uint64_t seed, Summary* out, double* bound,
                        std::string* error) {
-  ParsedName p;
-  if (!parse_name(name, &p)) {
-    *error = "not an exported function name of the registry: " + name;
-    return false;
-  }
-  *bound = bound_for_flavour(p.flavour);
-  if (p.kernel) {
-    const KernelFunction& k = *find_kernel(p.family);
-    const Inputs<long double> in = k.gen(n, seed);
-    switch (k.shape) {
-      case Shape::unary: *out = sample(reinterpret_cast<KernelUnary>(fn), k.ref, in); break;
-      case Shape::binary: *out = sample(reinterpret_cast<KernelBinary>(fn), k.ref2, in); break;
-      case Shape::two: *out = sample(reinterpret_cast<KernelTwo>(fn), TwoRefs{k.ref, k.second}, in); break;
-      case Shape::scalar: break;
+  for (const kelcat::Name& m : kelcat::names()) {
+    if (m.name != name) continue;
+    *bound = bound_for_flavour(m.flavour);
+    const char* family = m.family->name;
+    switch (m.elem) {
+      case kelcat::Elem::f32: *out = sample_real<float>(*find_real(family), fn, find_real(family)->gen32(n, seed)); break;
+      case kelcat::Elem::f64: *out = sample_real<double>(*find_real(family), fn, find_real(family)->gen64(n, seed)); break;
+      case kelcat::Elem::c32:
+        *out = sample_complex<Kel32fc>(*find_complex(family), fn, find_complex(family)->gen32(n, seed));
+        break;
+      case kelcat::Elem::c64:
+        *out = sample_complex<Kel64fc>(*find_complex(family), fn, find_complex(family)->gen64(n, seed));
+        break;
+      case kelcat::Elem::f80: {
+        const KernelFunction& k = *find_kernel(family);
+        const Inputs<long double> in = k.gen(n, seed);
+        switch (k.shape) {
+          case Shape::unary: *out = sample(reinterpret_cast<KernelUnary>(fn), k.ref, in); break;
+          case Shape::binary: *out = sample(reinterpret_cast<KernelBinary>(fn), k.ref2, in); break;
+          case Shape::two: *out = sample(reinterpret_cast<KernelTwo>(fn), TwoRefs{k.ref, k.second}, in); break;
+          case Shape::scalar: break;
+        }
+        break;
+      }
     }
     return true;
   }
-  if (p.type == "32f" || p.type == "64f") {
-    const RealFunction* f = find_real(p.family);
-    if (!f) {
-      *error = "no real family " + p.family;
-      return false;
-    }
-    *out = p.type == "32f" ? sample_real<float>(*f, fn, f->gen32(n, seed)) : sample_real<double>(*f, fn, f->gen64(n, seed));
-    return true;
-  }
-  if (p.type == "32fc" || p.type == "64fc") {
-    const ComplexFunction* f = find_complex(p.family);
-    if (!f) {
-      *error = "no complex family " + p.family;
-      return false;
-    }
-    *out = p.type == "32fc" ? sample_complex<Kel32fc>(*f, fn, f->gen32(n, seed))
-                            : sample_complex<Kel64fc>(*f, fn, f->gen64(n, seed));
-    return true;
-  }
-  *error = "unknown element type in " + name;
+  *error = "not an exported function of the catalogue: " + name;
   return false;
 }
 
 std::vector<ExportedName> exported_names() {
   std::vector<ExportedName> out;
-  for (const auto& f : real_functions()) {
-    if (f.rounding) {
-      for (const char* t : {"32f", "64f"})
-        out.push_back({std::string("kels") + f.name + "_" + t, f.name, t, "exact", ExportedName::real});
-      continue;
-    }
-    for (const char* fl : {"A11", "A21", "A24"})
-      out.push_back({std::string("kels") + f.name + "_32f_" + fl, f.name, "32f", fl, ExportedName::real});
-    for (const char* fl : {"A50", "A53"})
-      out.push_back({std::string("kels") + f.name + "_64f_" + fl, f.name, "64f", fl, ExportedName::real});
+  for (const auto& n : kelcat::names()) {
+    const Domain d = n.family->domain;
+    out.push_back({n.name, n.family->name, n.type, n.flavour,
+                   d == Domain::complex ? ExportedName::complex : d == Domain::kernel ? ExportedName::kernel
+                                                                                       : ExportedName::real});
   }
-  for (const auto& f : complex_functions()) {
-    for (const char* fl : {"A11", "A21", "A24"})
-      out.push_back({std::string("kels") + f.name + "_32fc_" + fl, f.name, "32fc", fl, ExportedName::complex});
-    for (const char* fl : {"A50", "A53"})
-      out.push_back({std::string("kels") + f.name + "_64fc_" + fl, f.name, "64fc", fl, ExportedName::complex});
-  }
-  for (const auto& f : kernel_functions())
-    out.push_back({std::string("orx") + f.name + "_scalar", f.name, "80f", "kernel", ExportedName::kernel});
   return out;
 }
 

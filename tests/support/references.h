@@ -1,4 +1,4 @@
-// The registry: each exported name with its reference, generator and bound.
+// The reference of each family of the catalogue, its generator and bound.
 // References MPFR and MPC lack follow MPFR's calling convention and the C99
 // Annex F and G special values.
 #pragma once
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "accuracy.h"
+#include "catalogue.h"
 #include "generators.h"
 
 namespace kelacc {
@@ -36,16 +37,16 @@ int ref_ctanh(mpc_ptr r, mpc_srcptr z, mpc_rnd_t rnd);
 int ref_cpow(mpc_ptr r, mpc_srcptr x, mpc_srcptr y, mpc_rnd_t rnd);  // exp(y log x), -0 side of the cut kept
 int ref_ctan(mpc_ptr r, mpc_srcptr z, mpc_rnd_t rnd);
 
-// How an exported function takes its arguments.
-enum class Shape {
-  unary,   // f(src, dst, len); kernels: f(x)
-  binary,  // f(src1, src2, dst, len); kernels: f(x, y)
-  scalar,  // Powx: f(src, val, dst, len)
-  two,     // SinCos, Modf: f(src, dst1, dst2, len); kernels: f(x, &r1, &r2)
-};
+using Shape = kelcat::Shape;
 
-// A real family: kels<name>_32f_A11/A21/A24 and kels<name>_64f_A50/A53, or,
-// for the rounding family, kels<name>_32f and kels<name>_64f (exact results).
+// The generator of one of the catalogue's input designs (T real, long double
+// or complex); nullptr for a design of the other kind.
+template <class T>
+Generator<T> generator(kelcat::Sample s);
+
+// The catalogue's families with their references and generators.  A real
+// family: kels<name>_32f_A11/A21/A24 and kels<name>_64f_A50/A53, or, for the
+// rounding family, kels<name>_32f and kels<name>_64f (exact results).
 struct RealFunction {
   const char* name;
   Shape shape;
@@ -81,20 +82,11 @@ const std::vector<RealFunction>& real_functions();
 const std::vector<ComplexFunction>& complex_functions();
 const std::vector<KernelFunction>& kernel_functions();
 
-// An exported name taken apart: "kelsExp_64f_A53" is family "Exp", type
-// "64f", flavour "A53"; "kelsCeil_32f" has flavour "exact"; "orxexpl_scalar"
-// is the kernel "expl" with flavour "kernel".
-struct ParsedName {
-  std::string family, type, flavour;
-  bool kernel = false;
-};
-bool parse_name(std::string_view name, ParsedName* out);
-
 const RealFunction* find_real(std::string_view family);
 const ComplexFunction* find_complex(std::string_view family);
 const KernelFunction* find_kernel(std::string_view name);
 
-// Every exported name of the registry, in the order of the registry.
+// Every exported member of the catalogue's families, family by family.
 struct ExportedName {
   std::string name;
   std::string family, type, flavour;
@@ -126,8 +118,8 @@ Summary sample(KernelBinary fn, MpfrBinary ref, const Inputs<long double>& in);
 Summary sample(KernelTwo fn, TwoRefs ref, const Inputs<long double>& in);
 
 // Samples the exported function `name` (fn is its address, from dlsym or a
-// cast) with the registered reference and generator: n inputs from seed.
-// Returns false with a message in *error for a name the registry lacks.
+// cast) with its family's reference and generator: n inputs from seed.
+// Returns false with a message in *error for a name the catalogue lacks.
 using AnyFunction = void (*)();
 bool sample_registered(const std::string& name, AnyFunction fn, size_t n, uint64_t seed, Summary* out,
                        double* bound, std::string* error);

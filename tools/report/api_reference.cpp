@@ -1,12 +1,12 @@
 // kelvm_api_reference: writes the API reference (Markdown) of every function
-// the library exports, from the function registry, the public header and the
+// the library exports, from the catalogue of functions, the public header and the
 // library itself:
 //
 //   kelvm_api_reference [--header include/kelvm.h] [--accuracy docs/accuracy.md] [--out docs/api.md]
 //
 // For each family: the declarations of its members as the header gives them,
 // the argument shape, the statuses and x87 flags that its members return and
-// raise (observed on special inputs and on the registry's input sample), a
+// raise (observed on special inputs and on the tests' input sample), a
 // table of special values computed by calling the double member, and the
 // measured accuracy of each member as the accuracy report last found it.
 // Nothing here is written by hand per function, so the reference cannot drift
@@ -124,7 +124,6 @@ void* symbol(const std::string& name) { return dlsym(RTLD_DEFAULT, name.c_str())
 // Calls one exported vector or kernel function on one element (real or complex)
 // and records the outcome.
 struct Caller {
-  const ExportedName& n;
   Shape shape;
   void* fn;
 
@@ -178,7 +177,7 @@ struct Caller {
   }
 };
 
-// Statuses and flags of a member over the registry's input sample: a call
+// Statuses and flags of a member over the tests' input sample: a call
 // over the whole sample, so every element's report counts.
 template <class T>
 void observe_sample(const Generator<T>& gen, Shape shape, void* fn, Observed* seen) {
@@ -287,13 +286,6 @@ int main(int argc, char** argv) {
     return 1;
   }
 
-  // Families in registry order, their members in flavour order.
-  std::vector<std::pair<std::string, std::vector<ExportedName>>> families;
-  for (const auto& n : exported_names()) {
-    const std::string key = (n.kind == ExportedName::complex ? "complex " : "") + n.family;
-    if (families.empty() || families.back().first != key) families.push_back({key, {}});
-    families.back().second.push_back(n);
-  }
 
   const KelLibraryVersion* v = kelvmGetLibVersion();
   std::fprintf(f, "# API reference of %s %s\n\n", v->name, v->version);
@@ -310,14 +302,12 @@ int main(int argc, char** argv) {
                "float members agree after rounding). Accuracy: the maximum error measured by `docs/accuracy.md`.\n\n");
 
   std::set<std::string> covered;
-  for (const auto& [key, members] : families) {
-    const ExportedName& first = members.front();
-    const bool kernel = first.kind == ExportedName::kernel;
-    Shape shape = Shape::unary;
-    if (first.kind == ExportedName::real) shape = find_real(first.family)->shape;
-    if (first.kind == ExportedName::complex) shape = find_complex(first.family)->shape;
-    if (kernel) shape = find_kernel(first.family)->shape;
-    std::fprintf(f, "## %s\n\n", kernel ? first.name.c_str() : key.c_str());
+  for (const kelcat::Family& family : kelcat::kFamilies) {
+    const std::vector<kelcat::Name> members = kelcat::members(family);
+    const bool kernel = family.domain == kelcat::Domain::kernel;
+    const Shape shape = family.shape;
+    std::fprintf(f, "## %s%s\n\n", family.domain == kelcat::Domain::complex ? "complex " : "",
+                 kernel ? members[0].name.c_str() : family.name);
     std::fprintf(f, "Shape: %s.\n\n```c\n", shape_text(shape, kernel));
     Observed seen;
     std::vector<std::string> missing;
@@ -330,18 +320,13 @@ int main(int argc, char** argv) {
         missing.push_back(m.name);
         continue;
       }
-      if (m.kind == ExportedName::real && m.type == "32f") observe_sample(find_real(m.family)->gen32, shape, fn, &seen);
-      if (m.kind == ExportedName::real && m.type == "64f") observe_sample(find_real(m.family)->gen64, shape, fn, &seen);
-      if (m.kind == ExportedName::complex && m.type == "64fc")
-        observe_sample(find_complex(m.family)->gen64, shape, fn, &seen);
+      if (m.elem == kelcat::Elem::f32) observe_sample(generator<float>(family.sample), shape, fn, &seen);
+      if (m.elem == kelcat::Elem::f64) observe_sample(generator<double>(family.sample), shape, fn, &seen);
+      if (m.elem == kelcat::Elem::c64) observe_sample(generator<Kel64fc>(family.sample), shape, fn, &seen);
     }
-    std::string kernel_name;
-    if (first.kind == ExportedName::complex) {
-      std::string base = first.family == "Ln" ? "log" : first.family == "Powx" ? "pow" : first.family;
-      for (char& c : base) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-      kernel_name = "orxc" + base + "_scalar";
-      covered.insert(kernel_name);
-      auto d = decls.find(kernel_name);
+    if (family.kernel) {
+      covered.insert(family.kernel);
+      auto d = decls.find(family.kernel);
       if (d != decls.end()) std::fprintf(f, "%s  /* the kernel of every member */\n", d->second.c_str());
     }
     std::fprintf(f, "```\n\n");
@@ -350,13 +335,13 @@ int main(int argc, char** argv) {
     }
 
     // Special values from the double (or only) member.
-    const ExportedName* probe = nullptr;
+    const kelcat::Name* probe = nullptr;
     for (const auto& m : members)
-      if (symbol(m.name) && (kernel || m.type == "64f" || m.type == "64fc")) probe = &m;
+      if (symbol(m.name) && (kernel || m.elem == kelcat::Elem::f64 || m.elem == kelcat::Elem::c64)) probe = &m;
     std::vector<SpecialRow> rows;
     if (probe) {
-      const Caller call{*probe, shape, symbol(probe->name)};
-      if (probe->kind == ExportedName::complex) {
+      const Caller call{shape, symbol(probe->name)};
+      if (probe->elem == kelcat::Elem::c64) {
         if (shape == Shape::unary)
           for (const auto& z : kSpecialComplex) rows.push_back(call.complex(z, {}, &seen));
         else
@@ -399,6 +384,6 @@ int main(int argc, char** argv) {
     if (!covered.count(name)) std::fprintf(f, "%s%s\n", line.c_str(), symbol(name) ? "" : "  /* not exported */");
   std::fprintf(f, "```\n");
   std::fclose(f);
-  std::fprintf(stderr, "wrote %s (%zu families)\n", o.out.c_str(), families.size());
+  std::fprintf(stderr, "wrote %s (%zu families)\n", o.out.c_str(), std::size(kelcat::kFamilies));
   return 0;
 }
