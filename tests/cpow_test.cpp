@@ -1,5 +1,5 @@
-// Complex power and its real helpers: special values, exact powers, members,
-// in-place calls, the Powx exponent by value, and accuracy against MPC/MPFR.
+// Complex power and its real helpers: special values, exact powers, the Powx
+// exponent by value, and accuracy against MPC/MPFR.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -62,28 +62,6 @@ TEST(CpowKernel, RealHelpersExactWhereExact) {
   EXPECT_EQ(orxsindl_scalar(270), -1.0L);
   EXPECT_EQ(orxatan2dl_scalar(-1, -1), -135.0L);
   EXPECT_EQ(orxatan2dl_scalar(0, -2), 180.0L);
-}
-
-// Pow with dst equal to either source, Powx in place, all members agreeing.
-TEST(CpowFrame, MembersAndInPlace) {
-  const std::vector<Kel64fc> x = {{1.5, -0.5}, {-2, 0.25}, {0.3, 7}}, y = {{0.5, 1}, {3, 0}, {-1.25, -0.5}};
-  std::vector<Kel64fc> ref(3), a = x, b = y, s = x;
-  ASSERT_EQ(kelsPow_64fc_A53(x.data(), y.data(), ref.data(), 3), 0);
-  std::vector<Kel64fc> other(3);
-  EXPECT_EQ(kelsPow_64fc_A50(x.data(), y.data(), other.data(), 3), 0);
-  EXPECT_EQ(kelsPow_64fc_A53(a.data(), y.data(), a.data(), 3), 0);
-  EXPECT_EQ(kelsPow_64fc_A53(x.data(), b.data(), b.data(), 3), 0);
-  EXPECT_EQ(kelsPowx_64fc_A53(s.data(), y[2], s.data(), 3), 0);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_TRUE(same_value(other[i], ref[i]) && same_value(a[i], ref[i]) && same_value(b[i], ref[i]));
-    EXPECT_TRUE(same_value(s[i], cpow(x[i], y[2])));
-  }
-  const Kel32fc xf[2] = {{1.5f, -0.5f}, {3, 4}}, yf = {0.5f, 1};
-  Kel32fc r11[2], r24[2], in[2] = {xf[0], xf[1]};
-  EXPECT_EQ(kelsPowx_32fc_A11(xf, yf, r11, 2), 0);
-  EXPECT_EQ(kelsPowx_32fc_A24(in, yf, in, 2), 0);
-  EXPECT_EQ(kelsPow_32fc_A21(nullptr, xf, r24, 2), kelStatusNullPointer);
-  EXPECT_EQ(std::memcmp(r11, in, sizeof in), 0);
 }
 
 // The exponent by value: a caller at 24-bit precision gets the results of a
