@@ -20,12 +20,15 @@
 // sign of x, atan2(+-y, 0) = +-pi/2, atan2(+-inf, +-inf) = +-pi/4 or
 // +-3pi/4, atan2(+-y, +inf) = +-0, atan2(+-y, -inf) = +-pi; NaNs propagate.
 // Runs under the caller's 64-bit precision, rounding to nearest.
+#include "api.h"
 #include "ld_trig.h"
 #include "x87.h"
 
 namespace {
 
 using namespace kel::ld;
+using kel::Ld;
+using kel::LdBits;
 
 constexpr long double kShifter = 0x1.8p63L;
 
@@ -39,7 +42,7 @@ inline long double constant(const DD& k) { return kel::opaque(k.hi) + k.lo; }
 inline DD atan_ratio(long double a, long double b) {
   const Atan2Data& t = kAtan2;
   const long double sh = (a / b) * 64 + kShifter;
-  const uint32_t j = static_cast<uint32_t>(fields(sh).mant) & 127;
+  const uint32_t j = static_cast<uint32_t>(Ld::bits(sh).mant) & 127;
   const long double c = (sh - kShifter) * 0x1p-6L;
 
   // Numerator a - c b exactly: a and c b agree to within a factor 2 for j > 0.
@@ -64,25 +67,25 @@ inline DD atan_ratio(long double a, long double b) {
 
 inline long double atan2_core(long double y, long double x) {
   const Atan2Data& t = kAtan2;
-  Fields fy = fields(y), fx = fields(x);
-  const uint32_t ey = fy.se & kExpMask, ex = fx.se & kExpMask;
+  LdBits fy = Ld::bits(y), fx = Ld::bits(x);
+  const uint32_t ey = fy.se & Ld::kExponentMask, ex = fx.se & Ld::kExponentMask;
   const bool yneg = (fy.se >> 15) != 0, xneg = (fx.se >> 15) != 0;
   constexpr uint64_t kInfMant = 0x8000000000000000ull;
 
   // NaNs (and the invalid unnormal encodings) propagate through x + y.
-  if ((ey == kExpMask && fy.mant != kInfMant) || (ex == kExpMask && fx.mant != kInfMant) || is_unnormal(fy) ||
-      is_unnormal(fx))
+  if ((ey == Ld::kExponentMask && fy.mant != kInfMant) || (ex == Ld::kExponentMask && fx.mant != kInfMant) || Ld::is_unnormal(fy) ||
+      Ld::is_unnormal(fx))
     return x + y;
-  if (ey == kExpMask) {  // y infinite
-    if (ex == kExpMask) return negate_if(constant(xneg ? t.three_pio4 : t.pio4), yneg);
+  if (ey == Ld::kExponentMask) {  // y infinite
+    if (ex == Ld::kExponentMask) return negate_if(constant(xneg ? t.three_pio4 : t.pio4), yneg);
     return negate_if(constant(t.pio2), yneg);
   }
-  if (ex == kExpMask) return xneg ? negate_if(constant(t.pi), yneg) : negate_if(0.0L, yneg);
+  if (ex == Ld::kExponentMask) return xneg ? negate_if(constant(t.pi), yneg) : negate_if(0.0L, yneg);
   if (fy.mant == 0) return xneg ? negate_if(constant(t.pi), yneg) : y;  // y = +-0
   if (fx.mant == 0) return negate_if(constant(t.pio2), yneg);            // x = +-0, y != 0
 
   // Finite and nonzero.  a = min(|x|, |y|) <= b = max(|x|, |y|).
-  long double ay = make(fy.mant, ey), ax = make(fx.mant, ex);
+  long double ay = Ld::make(fy.mant, ey), ax = Ld::make(fx.mant, ex);
   const bool swap = ay > ax;
   long double a = swap ? ax : ay, b = swap ? ay : ax;
   // Placement: result = +-(K + sa * atan(a/b)).
@@ -91,10 +94,10 @@ inline long double atan2_core(long double y, long double x) {
   const bool sub = swap != xneg;  // K - atan for (x > 0, swapped) and (x < 0, not swapped)
 
   DD at;
-  Fields fa = fields(a), fb = fields(b);
+  LdBits fa = Ld::bits(a), fb = Ld::bits(b);
   if (fb.se < 128) {  // b tiny (perhaps subnormal): scale both up, exactly
     a *= 0x1p256L, b *= 0x1p256L;  // b >= 2^-16189 afterwards
-    fa = fields(a), fb = fields(b);
+    fa = Ld::bits(a), fb = Ld::bits(b);
   }
   const int delta = static_cast<int>(fb.se) - static_cast<int>(fa.se);  // a, b >= 0: se is the exponent
   if (delta > 80) {
@@ -106,13 +109,13 @@ inline long double atan2_core(long double y, long double x) {
       ratio = delta > 120 ? 0x1p-100L : a / b;
     } else {
       ratio = a / b;
-      if ((fields(ratio).se & kExpMask) == 0) kel::raise_by_store<long double>(kel::opaque(ratio) * ratio);
+      if ((Ld::bits(ratio).se & Ld::kExponentMask) == 0) kel::raise_by_store<long double>(kel::opaque(ratio) * ratio);
       kel::raise_by_store<long double>(kel::opaque(1.0L) + 0x1p-100L);  // atan(t) != t
     }
     at = {ratio, 0.0L};
   } else {
-    const long double bs = make(fb.mant, kBias);
-    const long double as = make(fa.mant, kBias - static_cast<uint32_t>(delta));
+    const long double bs = Ld::make(fb.mant, Ld::kBias);
+    const long double as = Ld::make(fa.mant, Ld::kBias - static_cast<uint32_t>(delta));
     at = atan_ratio(as, bs);
   }
 

@@ -19,10 +19,9 @@ constexpr long double kSmall = 0x1p-16382L;
 constexpr double kMinNormal = 0x1p-1022;
 
 using kel::is_zero;
-using kel::cplx::exponent_field;
-using kel::cplx::is_inf;
-using kel::cplx::is_nan;
-using kel::cplx::is_negative;
+using kel::is_inf;
+using kel::is_nan;
+using kel::is_negative;
 
 Kel64fc exp_kernel(Kel64fc z) {
   const double x = z.re, y = z.im;
@@ -33,7 +32,7 @@ Kel64fc exp_kernel(Kel64fc z) {
       const double s = round_to<double>(orxsinl_scalar(y));
       r = {s, s};
     } else if (!is_zero(y)) {
-      if (exponent_field(x) < 1034) {  // |x| < 2048
+      if (kel::Format<double>::biased_exponent(x) < 1034) {  // |x| < 2048
         const long double e = orxexpl_scalar(x);
         long double sn, cs;
         orxsincosl_scalar(y, &sn, &cs);
@@ -41,7 +40,7 @@ Kel64fc exp_kernel(Kel64fc z) {
       } else {
         const long double c = is_negative(x) ? kSmall : kBig;
         const double e = round_to<double>(kel::opaque(c) * kel::opaque(c));
-        const long double s = kel::cplx::is_subnormal(y) ? static_cast<long double>(y) : orxsinl_scalar(y);
+        const long double s = kel::is_subnormal(y) ? static_cast<long double>(y) : orxsinl_scalar(y);
         r = {round_to<double>(e * orxcosl_scalar(y)), round_to<double>(e * s)};
       }
     } else {
@@ -68,10 +67,10 @@ Kel64fc exp_kernel(Kel64fc z) {
     // cos y and sin y rounded to double.
     const double e = round_to<double>(orxexpl_scalar(x));
     const double c = round_to<double>(orxcosl_scalar(y));
-    const double s = kel::cplx::is_subnormal(y) && !is_zero(x) ? y : round_to<double>(orxsinl_scalar(y));
+    const double s = kel::is_subnormal(y) && !is_zero(x) ? y : round_to<double>(orxsinl_scalar(y));
     r = {round_to<double>(static_cast<long double>(e) * c), round_to<double>(static_cast<long double>(e) * s)};
   }
-  if (kel::cplx::is_subnormal(r.re) || kel::cplx::is_subnormal(r.im)) {
+  if (kel::is_subnormal(r.re) || kel::is_subnormal(r.im)) {
     kel::raise_by_store<double>(kel::opaque(kMinNormal) * kel::opaque(kMinNormal));
   }
   return r;

@@ -45,6 +45,9 @@ namespace {
 using kel::is_zero;
 using kel::round_to;
 using namespace kel::cplx;
+using kel::is_inf;
+using kel::is_nan;
+using kel::is_negative;
 
 constexpr double kTanhSaturation = 23.0;  // 2 e^-46 = 2^-65.4
 
@@ -60,7 +63,9 @@ template <bool Sinh>
 Kel64fc cosh_sinh(Kel64fc z) {
   const double x = z.re, y = z.im;
   if (__builtin_expect(!is_finite(y), 0)) {
-    const long double undefined = static_cast<long double>(y) - y;  // NaN, invalid for an infinite y
+    // NaN, and invalid for an infinite y whatever x is (a NaN x included):
+    // opaque() keeps the subtraction here rather than in the branches using it.
+    const long double undefined = kel::opaque(static_cast<long double>(y) - y);
     if (is_nan(x)) return finish(static_cast<long double>(x) + y, static_cast<long double>(x) + y);
     if (is_zero(x)) {
       // The part that carries sinh(+-0) = +-0 stays a zero.
@@ -111,7 +116,7 @@ Kel64fc tanh_kernel(Kel64fc z) {
   }
   long double sn, cs;
   orxsincosl_scalar(y, &sn, &cs);
-  if (kel::cplx::exponent_field(x) >= 0x403 && __builtin_fabs(x) >= kTanhSaturation) {  // |x| >= 23
+  if (kel::Format<double>::biased_exponent(x) >= 0x403 && __builtin_fabs(x) >= kTanhSaturation) {  // |x| >= 23
     const long double re = kel::opaque(1.0L) - 0x1p-100L;  // 1, inexact
     const long double e = orxexpl_scalar(-2.0L * __builtin_fabs(x));
     return finish(is_negative(x) ? -re : re, 4.0L * (sn * cs) * e);

@@ -49,6 +49,9 @@ namespace {
 using kel::is_zero;
 using kel::round_to;
 using namespace kel::cplx;
+using kel::is_inf;
+using kel::is_nan;
+using kel::is_negative;
 
 constexpr long double kPi = 3.14159265358979323846264338327950288L;
 constexpr long double kHalfPi = kPi / 2;

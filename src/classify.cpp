@@ -4,12 +4,13 @@
 // operations only: no x87 comparison, so no flag even for a signalling NaN.
 // orx_sabs_scalar and orx_dabs_scalar clear the sign bit the same way;
 // orxfabsl_scalar works arithmetically (and so quiets a signalling NaN).
-#include "ld.h"
+#include "api.h"
+#include "fp.h"
 #include "x87.h"
 
 namespace {
 
-constexpr long double _ones[2] = {1.0L, -1.0L};
+constexpr long double kOnes[2] = {1.0L, -1.0L};
 
 // On i386 a float or double result travels in st(0).  Loading it with fld
 // from its own format would raise invalid for a signalling NaN (and quiet it)
@@ -23,13 +24,13 @@ kel::LdBits widen(uint32_t sign, int exp, uint64_t frac, int frac_bits, int bias
   // fraction bits and the given bias; the value keeps every bit.
   const uint16_t s = static_cast<uint16_t>(sign << 15);
   const int max_exp = 2 * bias + 1;
-  if (exp == max_exp) return {kel::kLdLeadingBit | frac << (63 - frac_bits), static_cast<uint16_t>(s | 0x7FFF), {}};
+  if (exp == max_exp) return {kel::Ld::kLeadingBit | frac << (63 - frac_bits), static_cast<uint16_t>(s | 0x7FFF), {}};
   if (exp != 0)
-    return {kel::kLdLeadingBit | frac << (63 - frac_bits), static_cast<uint16_t>(s | (exp - bias + kel::kLdBias)), {}};
+    return {kel::Ld::kLeadingBit | frac << (63 - frac_bits), static_cast<uint16_t>(s | (exp - bias + kel::Ld::kBias)), {}};
   if (frac == 0) return {0, s, {}};
   const int lz = __builtin_clzll(frac);
   // frac * 2^(1 - bias - frac_bits) with the leading bit moved to bit 63.
-  const int e = kel::kLdBias + 63 - lz + 1 - bias - frac_bits;
+  const int e = kel::Ld::kBias + 63 - lz + 1 - bias - frac_bits;
   return {frac << lz, static_cast<uint16_t>(s | e), {}};
 }
 #endif
@@ -89,11 +90,11 @@ KEL_API double orx_dabs_scalar(double x) { return double_result(kel::bits(x) & ~
 // loses its sign bit; everything else is multiplied by the sign's +-1, so
 // -0 gives +0 and -inf gives +inf.
 KEL_API long double orxfabsl_scalar(long double x) {
-  const kel::LdBits b = kel::ld_bits(x);
-  if (kel::ld_is_nan(b)) {
-    kel::LdBits q = kel::ld_bits(x * kel::opaque(1.0L));
+  const kel::LdBits b = kel::Ld::bits(x);
+  if (kel::Ld::is_nan(b)) {
+    kel::LdBits q = kel::Ld::bits(x * kel::opaque(1.0L));
     q.se &= 0x7FFF;
-    return kel::ld_from(q.m, q.se);
+    return kel::Ld::make(q.mant, q.se);
   }
-  return x * kel::opaque(_ones[b.se >> 15]);
+  return x * kel::opaque(kOnes[b.se >> 15]);
 }

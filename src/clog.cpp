@@ -12,9 +12,9 @@
 namespace {
 
 using kel::round_to;
-using kel::cplx::is_inf;
-using kel::cplx::is_nan;
-using kel::cplx::is_negative;
+using kel::is_inf;
+using kel::is_nan;
+using kel::is_negative;
 
 constexpr long double kInvLn10 = 0.43429448190325182765L;       // 1/ln 10
 constexpr long double kHalfPiOverLn10 = 0.68218817692092067372L; // (pi/2)/ln 10

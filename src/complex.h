@@ -18,10 +18,6 @@ namespace kel::cplx {
 using Kernel = Kel64fc (*)(Kel64fc);
 using Kernel2 = Kel64fc (*)(Kel64fc, Kel64fc);
 
-inline bool is_subnormal(float x) { return (bits(x) & 0x7F800000) == 0 && (bits(x) & 0x007FFFFF) != 0; }
-inline bool is_subnormal(double x) {
-  return (high_word(x) & 0x7FF00000) == 0 && (bits(x) & 0x000FFFFFFFFFFFFFull) != 0;
-}
 
 // The kernels' last step: a nonzero subnormal double part raises underflow
 // (its store raised none if it was exact).

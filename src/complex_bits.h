@@ -1,21 +1,19 @@
-// Classes of a double read from its bit pattern, for the complex kernels'
-// special cases (no comparison instruction, so no flag for a signalling NaN).
+// Pattern helpers of the complex kernels' special cases (on the bit pattern:
+// no comparison instruction, so no flag for a signalling NaN).
 #pragma once
 
+#include "api.h"
+#include "fp.h"
 #include "x87.h"
 
 namespace kel::cplx {
 
-inline bool is_nan(double v) { return is_inf_or_nan(v) && (bits(v) << 12) != 0; }
-inline bool is_inf(double v) { return is_inf_or_nan(v) && (bits(v) << 12) == 0; }
-inline bool is_negative(double v) { return (high_word(v) >> 31) != 0; }
-inline bool is_finite(double v) { return !is_inf_or_nan(v); }
-inline int exponent_field(double v) { return (high_word(v) >> 20) & 0x7FF; }
+inline bool is_finite(double v) { return Format<double>::finite(v); }
 inline double with_sign_of(double magnitude, double sign_source) {
   return double_from_bits((bits(magnitude) & ~(1ull << 63)) | (bits(sign_source) & (1ull << 63)));
 }
-inline double quieted(double v) { return double_from_bits(bits(v) | (1ull << 51)); }
-inline float quieted(float v) { return float_from_bits(bits(v) | 0x00400000u); }
+inline double quieted(double v) { return Format<double>::quieted(v); }
+inline float quieted(float v) { return Format<float>::quieted(v); }
 
 // Signalling NaNs in complex arguments.  Every complex kernel, and the float
 // shim before it widens, first replaces each signalling-NaN part by its quiet

@@ -112,11 +112,11 @@ Kel64fc pow_on_axis(double a, double b, double c, int n) {
   Kel64fc r = assemble(modulus, cs, sn);
   if (imaginary_axis && n != 0) {
     const unsigned m = static_cast<unsigned>(n < 0 ? -n : n) & 3;
-    const bool minus_a = kel::cplx::is_negative(a);
+    const bool minus_a = kel::is_negative(a);
     if (m & 1) {
       r.re = (m == 3) != minus_a ? -0.0 : 0.0;
     } else {
-      r.im = ((m == 0) != kel::cplx::is_negative(b)) != minus_a ? -0.0 : 0.0;
+      r.im = ((m == 0) != kel::is_negative(b)) != minus_a ? -0.0 : 0.0;
     }
   }
   return r;
@@ -133,7 +133,7 @@ struct Arg {
 Arg arg_of(double a, double b) {
   const kel::ld::Atan2Data& k = kel::ld::kAtan2;
   const long double aa = kel::cplx::abs_ld(a), ab = kel::cplx::abs_ld(b);
-  const bool na = kel::cplx::is_negative(a), nb = kel::cplx::is_negative(b);
+  const bool na = kel::is_negative(a), nb = kel::is_negative(b);
   long double base, ra, rb;
   DD base_rad;
   if (ab <= aa) {
@@ -202,7 +202,7 @@ Kel64fc pow_finite(double a, double b, double c, double d) {
 // have opposite signs (|x| compared with 1 exactly), else +0; +0 for a zero or
 // NaN x.
 double zero_of_unit_power(double a, double b, double d) {
-  if (kel::cplx::is_nan(a) || kel::cplx::is_nan(b) || (kel::is_zero(a) && kel::is_zero(b))) return 0.0;
+  if (kel::is_nan(a) || kel::is_nan(b) || (kel::is_zero(a) && kel::is_zero(b))) return 0.0;
   int log_sign = 1;  // an infinite part: ln|x| = +inf
   if (kel::cplx::is_finite(a) && kel::cplx::is_finite(b)) {
     const DD aa = two_prod(a, a), bb = two_prod(b, b);
@@ -210,7 +210,7 @@ double zero_of_unit_power(double a, double b, double d) {
     const long double excess = (s.hi - 1.0L) + (s.lo + (aa.lo + bb.lo));  // s.hi - 1 is exact near 1
     log_sign = excess > 0 ? 1 : excess < 0 ? -1 : 0;
   }
-  return log_sign != 0 && (log_sign < 0) != kel::cplx::is_negative(d) ? -0.0 : 0.0;
+  return log_sign != 0 && (log_sign < 0) != kel::is_negative(d) ? -0.0 : 0.0;
 }
 
 Kel64fc pow_kernel(Kel64fc x, Kel64fc y) {
@@ -224,7 +224,7 @@ Kel64fc pow_kernel(Kel64fc x, Kel64fc y) {
       const double n = round_to<double>(kel::opaque(0.0L) / kel::opaque(0.0L));  // NaN, invalid
       return {n, n};
     }
-    if (kel::cplx::is_negative(c)) {
+    if (kel::is_negative(c)) {
       const double inf = round_to<double>(1.0L / kel::opaque(0.0L));  // divide-by-zero
       return {inf, round_to<double>(kel::opaque(0.0L) * inf)};       // NaN, invalid
     }

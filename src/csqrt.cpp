@@ -12,9 +12,9 @@
 namespace {
 
 using kel::round_to;
-using kel::cplx::is_inf;
-using kel::cplx::is_nan;
-using kel::cplx::is_negative;
+using kel::is_inf;
+using kel::is_nan;
+using kel::is_negative;
 using kel::cplx::with_sign_of;
 
 constexpr double kMinNormal = 0x1p-1022;
@@ -70,7 +70,7 @@ Kel64fc sqrt_kernel(Kel64fc z) {
     const double n = round_to<double>(static_cast<long double>(x) * y);
     r = {n, n};
   }
-  if (kel::cplx::is_subnormal(r.re) || kel::cplx::is_subnormal(r.im)) {
+  if (kel::is_subnormal(r.re) || kel::is_subnormal(r.im)) {
     kel::raise_by_store<double>(kel::opaque(kMinNormal) * kel::opaque(kMinNormal));
   }
   return r;

@@ -20,14 +20,15 @@
 // until the scaling back.
 //
 // All arithmetic assumes the caller's 64-bit precision, rounding to nearest.
+#include "api.h"
 #include "powl.h"
 #include "x87.h"
 
 namespace {
 
 using kel::ld::DD;
-using kel::ld::fields;
-using kel::ld::Fields;
+using kel::Ld;
+using kel::LdBits;
 
 constexpr long double kShifter = 0x1.8p63L;  // 1.5 * 2^63: adding it rounds to an integer
 using kel::pw::k180OverPi;
@@ -47,8 +48,8 @@ inline uint32_t pow2_mod45(uint32_t e) {
 
 // hi modulo 360, exactly, in [-180, 180] (sign of hi kept for a zero).
 long double reduce_360(long double hi) {
-  const Fields f = fields(hi);
-  const int e = static_cast<int>(f.se & kel::ld::kExpMask) - 16383;
+  const LdBits f = Ld::bits(hi);
+  const int e = static_cast<int>(f.se & Ld::kExponentMask) - 16383;
   if (e < 62) {
     const long double n = (hi * (1.0L / 360) + kShifter) - kShifter;
     return hi - n * 360;  // n * 360 < 2^63 has at most 60 bits; the difference is exact
@@ -96,7 +97,7 @@ DD reduce_degrees(DD d, uint32_t* quadrant) {
   const long double lo = __builtin_fabsl(d.lo) < 180 ? d.lo : reduce_360(d.lo);
   const DD m = ld::two_sum(reduce_360(d.hi), lo);
   const long double sh = m.hi * (1.0L / 90) + kShifter;
-  *quadrant = static_cast<uint32_t>(fields(sh).mant) & 3;
+  *quadrant = static_cast<uint32_t>(Ld::bits(sh).mant) & 3;
   const long double r = m.hi - (sh - kShifter) * 90;  // exact, |r| <= 45 (or a little more)
   const DD rr = ld::two_sum(r, m.lo);
   const DD p = ld::two_prod(rr.hi, kPiOver180.hi);
@@ -117,7 +118,7 @@ void sincos_degrees(DD d, long double* sine, long double* cosine) {
   long double s, c;
   sincos_dd(reduce_degrees(d, &q), &s, &c);
   rotate_quadrant(q, s, c, sine, cosine);
-  if (*sine == 0) *sine = negate_if(0.0L, (fields(d.hi).se >> 15) != 0);
+  if (*sine == 0) *sine = negate_if(0.0L, (Ld::bits(d.hi).se >> 15) != 0);
   if (*cosine == 0) *cosine = 0.0L;
 }
 
@@ -127,10 +128,10 @@ namespace {
 
 // NaNs, infinities and the invalid unnormal encodings: x * 0 gives a NaN
 // (quiet, invalid raised for an infinity or an invalid encoding).
-inline bool not_finite(Fields f) { return (f.se & kel::ld::kExpMask) == kel::ld::kExpMask || kel::ld::is_unnormal(f); }
+inline bool not_finite(LdBits f) { return (f.se & Ld::kExponentMask) == Ld::kExponentMask || Ld::is_unnormal(f); }
 
 long double degrees_of(long double x, bool sine) {
-  if (not_finite(fields(x))) return x * kel::opaque(0.0L);
+  if (not_finite(Ld::bits(x))) return x * kel::opaque(0.0L);
   long double s, c;
   kel::pw::sincos_degrees({x, 0.0L}, &s, &c);
   return sine ? s : c;
@@ -142,19 +143,19 @@ KEL_API long double orxsindl_scalar(long double x) { return degrees_of(x, true);
 KEL_API long double orxcosdl_scalar(long double x) { return degrees_of(x, false); }
 
 KEL_API long double orxatan2dl_scalar(long double y, long double x) {
-  const Fields fy = fields(y), fx = fields(x);
-  const uint32_t ey = fy.se & kel::ld::kExpMask, ex = fx.se & kel::ld::kExpMask;
+  const LdBits fy = Ld::bits(y), fx = Ld::bits(x);
+  const uint32_t ey = fy.se & Ld::kExponentMask, ex = fx.se & Ld::kExponentMask;
   const bool yneg = (fy.se >> 15) != 0, xneg = (fx.se >> 15) != 0;
   constexpr uint64_t kInfMant = uint64_t{1} << 63;
-  if ((ey == kel::ld::kExpMask && fy.mant != kInfMant) || (ex == kel::ld::kExpMask && fx.mant != kInfMant) ||
-      kel::ld::is_unnormal(fy) || kel::ld::is_unnormal(fx))
+  if ((ey == Ld::kExponentMask && fy.mant != kInfMant) || (ex == Ld::kExponentMask && fx.mant != kInfMant) ||
+      Ld::is_unnormal(fy) || Ld::is_unnormal(fx))
     return x + y;  // NaNs propagate; invalid encodings give the default NaN
   // The multiples of 45 degrees: the axes, the diagonals, the infinities.
   if (fy.mant == 0 && ey == 0) return xneg ? negate_if(180.0L, yneg) : y;
   if (fx.mant == 0 && ex == 0) return negate_if(90.0L, yneg);
   if (ey == ex && fy.mant == fx.mant) return negate_if(xneg ? 135.0L : 45.0L, yneg);
-  if (ey == kel::ld::kExpMask) return negate_if(90.0L, yneg);
-  if (ex == kel::ld::kExpMask) return xneg ? negate_if(180.0L, yneg) : negate_if(0.0L, yneg);
+  if (ey == Ld::kExponentMask) return negate_if(90.0L, yneg);
+  if (ex == Ld::kExponentMask) return xneg ? negate_if(180.0L, yneg) : negate_if(0.0L, yneg);
   if (!xneg && ex > ey + 41) {
     // |y/x| < 2^-40: atan2 = y/x (1 - (y/x)^2/3 ...) with a relative error
     // below 2^-80; the scaling keeps a tiny quotient out of the subnormals

@@ -59,28 +59,12 @@ namespace {
 using kel::erf_data::_orxErfTab;
 using kel::ld::DD;
 
-// Classes read from the bit pattern, the float's in the top half of a 64-bit
-// word: no comparison, so no flag even for a signalling NaN.
-inline uint64_t pattern(double x) { return kel::bits(x); }
-inline uint64_t pattern(float x) { return uint64_t{kel::bits(x)} << 32; }
-template <class T>
-inline constexpr uint64_t kExponentMask = sizeof(T) == 8 ? 0x7FF0000000000000ull : 0x7F80000000000000ull;
+using kel::is_nan;
+using kel::is_negative;
 
 template <class T>
-inline bool negative(T x) {
-  return pattern(x) >> 63;
-}
-template <class T>
-inline bool is_nan(T x) {
-  return (pattern(x) << 1 >> 1) > kExponentMask<T>;
-}
-template <class T>
-inline bool zero_or_subnormal(T x) {
-  return (pattern(x) & kExponentMask<T>) == 0;
-}
-template <class T>
 inline long double magnitude(T x) {
-  return negative(x) ? -static_cast<long double>(x) : static_cast<long double>(x);
+  return is_negative(x) ? -static_cast<long double>(x) : static_cast<long double>(x);
 }
 
 constexpr long double kTiny = 0x1p-32L;     // below: erf x = (2/sqrt(pi)) x
@@ -128,7 +112,7 @@ struct Erfc {
 };
 
 inline Erfc erfc_parts(long double a) {
-  const kel::ld::Fields f = kel::ld::fields(a);
+  const kel::LdBits f = kel::Ld::bits(a);
   const int i = (static_cast<int>(f.se) - 16382) * 4 + static_cast<int>((f.mant >> 61) & 3);
   const kel::erf_data::ErfcPiece& piece = _orxErfTab.erfc[i];
   const long double v = a - piece.mid;  // exact: both on the 64-bit grid of a's binade
@@ -219,7 +203,7 @@ inline int store_tiny(T x, long double hi, long double lo, T* y) {
   }
   const T r = scaled_once<T>(x, hi, lo);
   *y = r;
-  return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
+  return kel::Format<T>::is_zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
 }
 
 // Stores +0 with underflow and inexact (the square of 2^-10000 is zero in
@@ -236,7 +220,7 @@ int erf_kernel(T x, T* y) {
     if (is_nan(x))
       *y = x + x;  // quiet; a signalling NaN raises invalid
     else
-      *y = negative(x) ? T(-1) : T(1);
+      *y = is_negative(x) ? T(-1) : T(1);
     return kelStatusNoError;
   }
   const long double a = magnitude(x);
@@ -248,7 +232,7 @@ int erf_kernel(T x, T* y) {
     v = 1.0L - erfc_positive(a);
   else
     v = 1.0L - kel::opaque(kNudge);
-  *y = negative(x) ? -v : v;
+  *y = is_negative(x) ? -v : v;
   return kelStatusNoError;
 }
 
@@ -258,7 +242,7 @@ int erfc_kernel(T x, T* y) {
     if (is_nan(x))
       *y = x + x;
     else
-      *y = negative(x) ? T(2) : T(0);
+      *y = is_negative(x) ? T(2) : T(0);
     return kelStatusNoError;
   }
   const long double a = magnitude(x);
@@ -266,14 +250,14 @@ int erfc_kernel(T x, T* y) {
     *y = 1.0L - (a < kTiny ? x * _orxErfTab.erf_poly[0] : erf_series(x));
     return kelStatusNoError;
   }
-  if (negative(x)) {
+  if (is_negative(x)) {
     *y = a < kErfOne ? 2.0L - erfc_positive(a) : 2.0L - kel::opaque(kNudge);
     return kelStatusNoError;
   }
   if (a >= kErfcZero) return underflow_to_zero(y);
   const T r = kel::round_to<T>(erfc_positive(a));
   *y = r;
-  return zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
+  return kel::Format<T>::is_zero_or_subnormal(r) ? kelStatusUnderflow : kelStatusNoError;
 }
 
 template <class T>
@@ -285,7 +269,7 @@ int erfinv_kernel(T x, T* y) {
   const long double a = magnitude(x);
   if (a >= 1.0L) {
     if (a == 1.0L) {  // +-Inf with divide-by-zero
-      *y = (negative(x) ? -1.0L : 1.0L) / kel::opaque(0.0L);
+      *y = (is_negative(x) ? -1.0L : 1.0L) / kel::opaque(0.0L);
       return kelStatusSingularity;
     }
     *y = kel::opaque(0.0L) / kel::opaque(0.0L);  // NaN with invalid, also for +-Inf
@@ -293,7 +277,7 @@ int erfinv_kernel(T x, T* y) {
   }
   if (a < kTiny) return store_tiny(x, _orxErfTab.sqrt_pi_over_2_hi, _orxErfTab.sqrt_pi_over_2_lo, y);
   const long double v = erfinv_positive(a);
-  *y = negative(x) ? -v : v;
+  *y = is_negative(x) ? -v : v;
   return kelStatusNoError;
 }
 
@@ -314,7 +298,7 @@ struct ErfFast : MainRange<kSixDouble, kSixFloat> {
   [[gnu::always_inline, gnu::flatten]] static void main(T x, T* y) {
     const long double a = magnitude(x);
     const long double v = a < kSeries ? erf_series(a) : 1.0L - erfc_positive(a);
-    *y = kel::round_to<T>(negative(x) ? -v : v);
+    *y = kel::round_to<T>(is_negative(x) ? -v : v);
   }
   template <class T>
   static int element(T x, T* y) {
@@ -333,7 +317,7 @@ struct ErfcFast : MainRange<kErfcLimitDouble, kErfcLimitFloat> {
     long double v;
     if (a < kSeries)
       v = 1.0L - erf_series(x);
-    else if (negative(x))
+    else if (is_negative(x))
       v = 2.0L - erfc_positive(a);
     else
       v = erfc_positive(a);
@@ -349,7 +333,7 @@ struct ErfInvFast : MainRange<kOneDouble, kOneFloat> {
   template <class T>
   [[gnu::always_inline, gnu::flatten]] static void main(T x, T* y) {
     const long double v = erfinv_positive(magnitude(x));
-    *y = kel::round_to<T>(negative(x) ? -v : v);
+    *y = kel::round_to<T>(is_negative(x) ? -v : v);
   }
   template <class T>
   static int element(T x, T* y) {

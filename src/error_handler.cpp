@@ -1,5 +1,6 @@
 // The standard error handler: raises the IEEE flag that matches a report's
 // code.  The comparisons run 19, 18, 12, 17; any other code raises nothing.
+#include "api.h"
 #include "x87.h"
 
 namespace {

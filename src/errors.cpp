@@ -6,6 +6,7 @@
 // The handler lives in its own unit and is reached through the dynamic symbol
 // table, so a program can interpose its own _orxStdErrorHandlerExcept and see
 // every record.
+#include "api.h"
 #include "x87.h"
 
 namespace {

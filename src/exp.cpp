@@ -32,23 +32,9 @@ namespace {
 using namespace kel::exp_data;
 
 // The screen reads the biased exponent field of the element before any
-// arithmetic.
+// arithmetic; below kNearZero<T> (|x| < 2^-52) e^x rounds to 1 + x.
 template <class T>
-struct Screen;
-template <>
-struct Screen<double> {
-  static uint32_t field(double x) { return (kel::high_word(x) >> 20) & 0x7FF; }
-  static bool is_minus_inf(double x) { return kel::bits(x) == 0xFFF0000000000000ull; }
-  static constexpr uint32_t kInfNan = 0x7FF;
-  static constexpr uint32_t kNearZero = 0x3CA;  // |x| < 0x1p-52
-};
-template <>
-struct Screen<float> {
-  static uint32_t field(float x) { return (kel::bits(x) >> 23) & 0xFF; }
-  static bool is_minus_inf(float x) { return kel::bits(x) == 0xFF800000u; }
-  static constexpr uint32_t kInfNan = 0xFF;
-  static constexpr uint32_t kNearZero = 0x4A;  // |x| < 0x1p-52f
-};
+constexpr int kNearZero = sizeof(T) == 8 ? 0x3CA : 0x4A;
 
 constexpr int kMainPath = -1;
 
@@ -56,16 +42,17 @@ constexpr int kMainPath = -1;
 // kMainPath.  The thresholds come from the member's table (double or single).
 template <class L, const auto& Tab, class T>
 inline int screen(T x, T* y) {
-  const uint32_t e = Screen<T>::field(x);
-  if (e == Screen<T>::kInfNan) {
+  using F = kel::Format<T>;
+  const int e = F::biased_exponent(x);
+  if (e == F::kMaxField) {
     // e^-Inf = +0; +Inf and NaN pass through x*x, which quiets a signalling NaN.
-    if (Screen<T>::is_minus_inf(x))
+    if (F::bits(x) == (F::kSignMask | F::kInf))
       *y = static_cast<T>(Tab[L::kZero]);
     else
       *y = x * x;
     return kelStatusNoError;
   }
-  if (e <= Screen<T>::kNearZero) {  // zeros and subnormals too: e^x rounds to 1 + x
+  if (e <= kNearZero<T>) {  // zeros and subnormals too: e^x rounds to 1 + x
     *y = Tab[L::kOne] + x;
     return kelStatusNoError;
   }

@@ -16,21 +16,22 @@
 // Measured against MPFR: at most 0.505 ulp of the 64-bit significand over
 // 10^6 random arguments per path (0.501 ulp, in subnormal ulps, for
 // subnormal results).
-#include "ld.h"
+#include "api.h"
+#include "fp.h"
 #include "x87.h"
 
 namespace {
 
 // 256/ln2, and ln2/256 as a 25-bit head (n * head is exact for |n| < 2^23)
 // and a tail.
-constexpr double KLN2 = 0x1.71547652b82fep+8;
-constexpr double LN2K[2] = {0x1.62e42ffp-9, -0x1.718432a1b0e26p-43};
+constexpr double k256OverLn2 = 0x1.71547652b82fep+8;
+constexpr double kLn2Over256[2] = {0x1.62e42ffp-9, -0x1.718432a1b0e26p-43};
 
 // Rounding shifters: adding 1.5 * 2^k and subtracting it again rounds a
 // value to a multiple of 2^(k-63).
-constexpr long double _TWO_63H = 0x1.8p+63L;  // to an integer
-constexpr long double _TWO_32H = 0x1.8p+32L;  // to a multiple of 2^-31
-constexpr long double _TWO_12H = 0x1.8p+12L;  // to a multiple of 2^-51
+constexpr long double kTwo63H = 0x1.8p+63L;  // to an integer
+constexpr long double kTwo32H = 0x1.8p+32L;  // to a multiple of 2^-31
+constexpr long double kTwo12H = 0x1.8p+12L;  // to a multiple of 2^-51
 
 // e^r - 1 - r on |r| <= ln2/512, coefficients of r^2..r^6.
 constexpr double _P[5] = {0x1p-1, 0x1.5555555555405p-3, 0x1.555555555541dp-5, 0x1.111116887cd7cp-7,
@@ -56,19 +57,19 @@ constexpr long double _Q3 = 0x1.0000000000000002p-1L;  // 0.5 with its last bit 
 // ln(LDBL_MAX) = 0x1.62e42fefa39ef358p+13, from which e^x overflows.
 // Negative: -0x1.6441888ed3840p+13 = ln(2^-16447); below it e^x is under a
 // quarter of the smallest subnormal.
-constexpr uint64_t _ranges[2] = {0xb17217f7d1cf79acULL, 0xb220c44769c201e8ULL};
+constexpr uint64_t kRanges[2] = {0xb17217f7d1cf79acULL, 0xb220c44769c201e8ULL};
 constexpr int kRangeExponent = 16396;
 
 // ln(2^-16382): below it results are subnormal.
-constexpr double _expbut = -0x1.62d918ce2421dp+13;
-constexpr long double _minnorm = 0x1p-16382L;
-constexpr long double _large_value_80 = 0x1p+10000L;
-constexpr long double _small_value_80 = 0x1p-10000L;
-constexpr long double _inf_zeros[2] = {__builtin_infl(), 0.0L};
+constexpr double kSubnormalBound = -0x1.62d918ce2421dp+13;
+constexpr long double kMinNormal = 0x1p-16382L;
+constexpr long double kHuge = 0x1p+10000L;
+constexpr long double kTiny = 0x1p-10000L;
+constexpr long double kInfOrZero[2] = {__builtin_infl(), 0.0L};
 
 // Second scale factor and exponent bias of the first one, by sign.
-constexpr long double _SC2[2] = {0x1p+8192L, 0x1p-8192L};
-constexpr int SC2_BIAS[2] = {8191, 24575};
+constexpr long double kScale2[2] = {0x1p+8192L, 0x1p-8192L};
+constexpr int kScale1Bias[2] = {8191, 24575};
 
 // n values whose 2^m lies in [2^-16393, 2^-16382]: results there are
 // subnormal with at least 52 bits of a normalised head representable.
@@ -79,16 +80,16 @@ struct Reduced {
   int32_t n;
 };
 
-// x = n ln2/256 + r.  x*KLN2 + 1.5*2^63 rounds to the integer n in the low
-// significand bits; x - n*LN2K[0] is exact (both terms on a 2^-68 grid and the
+// x = n ln2/256 + r.  x*k256OverLn2 + 1.5*2^63 rounds to the integer n in the low
+// significand bits; x - n*kLn2Over256[0] is exact (both terms on a 2^-68 grid and the
 // difference below 2^-8); rh = r on a 2^-31 grid, so T*rh is exact (30 + 22
 // bits) and T + T*rh is a Fast2Sum pair (hi, hi_err).
 inline Reduced reduce(long double x) {
-  const long double shifted = x * KLN2 + _TWO_63H;
-  const int32_t n = static_cast<int32_t>(static_cast<uint32_t>(kel::ld_bits(shifted).m));
-  const long double fn = shifted - _TWO_63H;
-  const long double r = (x - fn * LN2K[0]) - fn * LN2K[1];
-  const long double rh = (r + _TWO_32H) - _TWO_32H;
+  const long double shifted = x * k256OverLn2 + kTwo63H;
+  const int32_t n = static_cast<int32_t>(static_cast<uint32_t>(kel::Ld::bits(shifted).mant));
+  const long double fn = shifted - kTwo63H;
+  const long double r = (x - fn * kLn2Over256[0]) - fn * kLn2Over256[1];
+  const long double rh = (r + kTwo32H) - kTwo32H;
   const long double rl = r - rh;
   const int j = static_cast<int8_t>(n & 0xFF);
   const long double T = orx_orx_expl_table_256[128 + j][0];
@@ -116,43 +117,43 @@ inline int scale_exponent(int32_t n) { return (n - static_cast<int8_t>(n & 0xFF)
 // Rounding hi + lo first to 64 bits and then into the subnormal would round
 // twice and miss the correctly rounded result near half-ulp ties.
 inline long double scale_tiny(const Reduced& q, long double sc1, long double sc2) {
-  const long double head = (q.hi + _TWO_12H) - _TWO_12H;
+  const long double head = (q.hi + kTwo12H) - kTwo12H;
   const long double tail = (q.hi - head) + q.lo;
   return (head * sc1) * sc2 + (tail * sc1) * sc2;
 }
 
 [[gnu::noinline]] long double expl_large(long double x, const kel::LdBits& b) {
-  const int e = kel::ld_exponent(b);
+  const int e = kel::Ld::biased_exponent(b);
   const int sign = b.se >> 15;
   if (e == 0x7FFF) {
-    if (!kel::ld_is_nan(b)) return _inf_zeros[sign];
+    if (!kel::Ld::is_nan(b)) return kInfOrZero[sign];
     return x * kel::opaque(1.0L);  // quiets a signalling NaN; pseudo-inf/NaN: invalid
   }
   // An unnormal (leading bit clear) is an invalid operand: x * 1 gives the
   // default NaN with invalid, where the range test below would read it as huge.
-  if ((b.m & kel::kLdLeadingBit) == 0) return x * kel::opaque(1.0L);
-  if (e > kRangeExponent || (e == kRangeExponent && b.m >= _ranges[sign])) {
-    if (sign == 0) return kel::opaque(_large_value_80) * kel::opaque(_large_value_80);  // +inf, overflow
-    return kel::opaque(_small_value_80) * kel::opaque(_small_value_80);                 // +0, underflow
+  if ((b.mant & kel::Ld::kLeadingBit) == 0) return x * kel::opaque(1.0L);
+  if (e > kRangeExponent || (e == kRangeExponent && b.mant >= kRanges[sign])) {
+    if (sign == 0) return kel::opaque(kHuge) * kel::opaque(kHuge);  // +inf, overflow
+    return kel::opaque(kTiny) * kel::opaque(kTiny);                 // +0, underflow
   }
   const Reduced q = reduce(x);
   const int m = scale_exponent(q.n);
-  const long double sc1 = kel::ld_pow2_field(m + SC2_BIAS[sign]);
-  const long double sc2 = _SC2[sign];
+  const long double sc1 = kel::Ld::pow2_field(m + kScale1Bias[sign]);
+  const long double sc2 = kScale2[sign];
   long double y;
-  if (q.n > kTinyFirstN && q.n < kTinyLastN && x < _expbut)
+  if (q.n > kTinyFirstN && q.n < kTinyLastN && x < kSubnormalBound)
     y = scale_tiny(q, sc1, sc2);
   else
     y = ((q.lo + q.hi) * sc1) * sc2;
-  if (y < _minnorm) kel::raise_by_store<long double>(kel::opaque(_small_value_80) * _small_value_80);
+  if (y < kMinNormal) kel::raise_by_store<long double>(kel::opaque(kTiny) * kTiny);
   return y;
 }
 
 }  // namespace
 
 KEL_API long double orxexpl_scalar(long double x) {
-  const kel::LdBits b = kel::ld_bits(x);
-  const int e = kel::ld_exponent(b);
+  const kel::LdBits b = kel::Ld::bits(x);
+  const int e = kel::Ld::biased_exponent(b);
   if (e >= 16389) return expl_large(x, b);  // |x| >= 64, inf, NaN
   if (e >= 16378) {                         // 2^-5 <= |x| < 64
     const Reduced q = reduce(x);

@@ -59,7 +59,7 @@ struct Nearest {
 };
 inline Nearest nearest_integer(long double v) {
   const long double shifted = v + kShifter;
-  return {static_cast<int64_t>(ld_bits(shifted).m - 0xC000000000000000ull), shifted - kShifter};
+  return {static_cast<int64_t>(Ld::bits(shifted).mant - 0xC000000000000000ull), shifted - kShifter};
 }
 
 inline DD neg(DD a) { return {-a.hi, -a.lo}; }
@@ -79,16 +79,16 @@ DD exp_dd(DD t) {
   const DD rs = scale(r, 0x1p-8L);
   DD e = horner(kSeries.factorial, rs);
   for (int i = 0; i < 8; ++i) e = mul(e, e);
-  return scale(e, ld_pow2_field(static_cast<int>(k.n) + kLdBias));
+  return scale(e, Ld::pow2_field(static_cast<int>(k.n) + Ld::kBias));
 }
 
 // x = 2^k m with m in [sqrt(1/2), sqrt(2)); ln m = 2 atanh(s),
 // s = (m - 1)/(m + 1), |s| < 0.1716, summed to s^45 (truncation below
 // 2^-117 s); m - 1 is exact and m + 1 is carried as a pair.
 DD log_dd(long double x) {
-  const LdBits b = ld_bits(x);
-  int k = ld_exponent(b) - kLdBias;
-  long double m = ld_from(b.m, kLdBias);
+  const LdBits b = Ld::bits(x);
+  int k = Ld::biased_exponent(b) - Ld::kBias;
+  long double m = Ld::make(b.mant, Ld::kBias);
   if (m > 0x1.6a09e667f3bcc908p+0L) {  // sqrt(2)
     m *= 0.5L;
     ++k;

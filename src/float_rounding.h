@@ -19,7 +19,7 @@
 
 #include <cstdint>
 
-#include "ld.h"
+#include "fp.h"
 #include "ld_trig.h"
 #include "x87.h"
 
@@ -29,13 +29,13 @@ using kel::ld::DD;
 
 // Biased exponent of the extended format at which float results become
 // subnormal (2^-126), and the number of significand bits a normal float drops.
-inline constexpr int kFloatMinNormalField = kLdBias - 126;
+inline constexpr int kFloatMinNormalField = Ld::kBias - 126;
 inline constexpr int kFloatDroppedBits = 40;
 
 // Significand bits of v below the float rounding point: 40 for normal float
 // values, more in the subnormal range, above 64 below 2^-150.
 inline int dropped_bits(const LdBits& b) {
-  const int e = ld_exponent(b);
+  const int e = Ld::biased_exponent(b);
   return e >= kFloatMinNormalField ? kFloatDroppedBits : kFloatDroppedBits + (kFloatMinNormalField - e);
 }
 
@@ -46,21 +46,21 @@ inline uint64_t low_mask(int s) { return s >= 64 ? UINT64_MAX : (uint64_t{1} << 
 // (zero, infinities, NaNs, values below 2^-151).  Overflow needs no special
 // case: values beyond the largest float midpoint are far from any other.
 inline uint64_t midpoint_distance(long double v) {
-  const LdBits b = ld_bits(v);
-  if (ld_exponent(b) == 0x7FFF || b.m == 0) return UINT64_MAX;
+  const LdBits b = Ld::bits(v);
+  if (Ld::biased_exponent(b) == 0x7FFF || b.mant == 0) return UINT64_MAX;
   const int s = dropped_bits(b);
   if (s > 65) return UINT64_MAX;
-  if (s == 65) return 0 - b.m;  // the midpoint 2^-150 lies above v, at 2^64 units
+  if (s == 65) return 0 - b.mant;  // the midpoint 2^-150 lies above v, at 2^64 units
   const uint64_t half = uint64_t{1} << (s - 1);
-  const uint64_t low = b.m & low_mask(s);
+  const uint64_t low = b.mant & low_mask(s);
   return low > half ? low - half : half - low;
 }
 
 // The float midpoint nearest to v, for v not below 2^-150.
 inline long double nearest_midpoint(long double v) {
-  LdBits b = ld_bits(v);
+  LdBits b = Ld::bits(v);
   const int s = dropped_bits(b);
-  b.m = (b.m & ~low_mask(s)) | uint64_t{1} << (s - 1);
+  b.mant = (b.mant & ~low_mask(s)) | uint64_t{1} << (s - 1);
   return __builtin_bit_cast(long double, b);
 }
 
@@ -83,15 +83,15 @@ inline bool settles(long double v) {
 
 // The neighbour of v one unit of its last bit towards the sign of dir.
 inline long double nudge(long double v, long double dir) {
-  LdBits b = ld_bits(v);
+  LdBits b = Ld::bits(v);
   const bool away = (dir > 0) == ((b.se >> 15) == 0);
   if (away) {
-    ++b.m;  // a midpoint's significand is never all ones
-  } else if (b.m == kLdLeadingBit) {
-    b.m = UINT64_MAX;
+    ++b.mant;  // a midpoint's significand is never all ones
+  } else if (b.mant == Ld::kLeadingBit) {
+    b.mant = UINT64_MAX;
     --b.se;
   } else {
-    --b.m;
+    --b.mant;
   }
   return __builtin_bit_cast(long double, b);
 }

@@ -17,12 +17,14 @@
 
 #include <type_traits>
 
+#include "api.h"
+#include "fp.h"
 #include "x87.h"
 
 // The one-byte zero name object of a source unit, passed to the error entry.
 #define KEL_NAME_OBJECT                                                        \
   namespace {                                                                  \
-  char _ORX_THISFUNC_NAME[1];                                                  \
+  char unit_name[1];                                                           \
   }
 
 namespace kel::frame {
@@ -323,32 +325,32 @@ template <auto Kernel> struct Extended {
 // exported function of a shape; KEL_REAL_FIVE writes the five of a family.
 #define KEL_UNARY_MEMBER(Func, T, Guard, K)                                    \
   KEL_API KelStatus Func(const T *s, T *d, int n) {                            \
-    return kel::frame::unary<Guard, K>(s, d, n, _ORX_THISFUNC_NAME);           \
+    return kel::frame::unary<Guard, K>(s, d, n, unit_name);                    \
   }
 #define KEL_BINARY_MEMBER(Func, T, Guard, K)                                   \
   KEL_API KelStatus Func(const T *a, const T *b, T *d, int n) {                \
-    return kel::frame::binary<Guard, K>(a, b, d, n, _ORX_THISFUNC_NAME);       \
+    return kel::frame::binary<Guard, K>(a, b, d, n, unit_name);                \
   }
 #define KEL_SCALAR_EXPONENT_MEMBER(Func, T, Guard, K)                          \
   KEL_API KelStatus Func(const T *s, T v, T *d, int n) {                       \
     return kel::frame::scalar_exponent<Guard, K>(s, v, d, n,                   \
-                                                 _ORX_THISFUNC_NAME);          \
+                                                 unit_name);                   \
   }
 #define KEL_TWO_RESULTS_MEMBER(Func, T, Guard, K)                              \
   KEL_API KelStatus Func(const T *s, T *d1, T *d2, int n) {                    \
     return kel::frame::two_results<Guard, K>(s, d1, d2, n,                     \
-                                             _ORX_THISFUNC_NAME);              \
+                                             unit_name);                       \
   }
 // The same shapes on the two-at-a-time loop; each kernel argument is an
 // element class for kel::frame::unary_pairs or two_results_pairs.
 #define KEL_PAIRS_UNARY_MEMBER(Func, T, Guard, K)                              \
   KEL_API KelStatus Func(const T *s, T *d, int n) {                            \
-    return kel::frame::unary_pairs<Guard, K>(s, d, n, _ORX_THISFUNC_NAME);     \
+    return kel::frame::unary_pairs<Guard, K>(s, d, n, unit_name);              \
   }
 #define KEL_PAIRS_TWO_RESULTS_MEMBER(Func, T, Guard, K)                        \
   KEL_API KelStatus Func(const T *s, T *d1, T *d2, int n) {                    \
     return kel::frame::two_results_pairs<Guard, K>(s, d1, d2, n,               \
-                                                   _ORX_THISFUNC_NAME);        \
+                                                   unit_name);                 \
   }
 
 #define KEL_REAL_FIVE(Member, Guard, Name, K32, K50, K53)                      \

@@ -50,27 +50,14 @@ namespace {
 using kel::exp_data::HALayout;
 using kel::hyperbolic_data::_orxdHyperbolicTab;
 
-// The screen reads the biased exponent field before any arithmetic.
+// The screen reads the biased exponent field before any arithmetic: below
+// kTiny<T> (|x| < 2^-27) sinh, cosh and tanh round to x or 1.
 template <class T>
-struct Format;
-template <>
-struct Format<double> {
-  static uint32_t field(double x) { return (kel::high_word(x) >> 20) & 0x7FF; }
-  static bool negative(double x) { return kel::high_word(x) >> 31; }
-  static bool is_nan(double x) { return (kel::bits(x) << 1) > 0xFFE0000000000000ull; }
-  static constexpr uint32_t kInfNan = 0x7FF;
-  static constexpr uint32_t kTiny = 0x3E4;  // |x| < 0x1p-27
-  static double overflow() { return _orxdHyperbolicTab.overflow64; }
-};
-template <>
-struct Format<float> {
-  static uint32_t field(float x) { return (kel::bits(x) >> 23) & 0xFF; }
-  static bool negative(float x) { return kel::bits(x) >> 31; }
-  static bool is_nan(float x) { return (kel::bits(x) << 1) > 0xFF000000u; }
-  static constexpr uint32_t kInfNan = 0xFF;
-  static constexpr uint32_t kTiny = 0x64;  // |x| < 0x1p-27f
-  static double overflow() { return _orxdHyperbolicTab.overflow32; }
-};
+constexpr int kTiny = sizeof(T) == 8 ? 0x3E4 : 0x64;
+template <class T>
+inline double overflow_threshold() {
+  return sizeof(T) == 8 ? _orxdHyperbolicTab.overflow64 : _orxdHyperbolicTab.overflow32;
+}
 
 constexpr double kSinhSeriesLimit = 0x1p-3;
 constexpr double kTanhSeriesLimit = 0x1p-4;
@@ -199,7 +186,7 @@ double tanh_positive(double a) {
 template <class T>
 inline double magnitude(T x) {
   const double xd = x;
-  return Format<T>::negative(x) ? -xd : xd;
+  return kel::Format<T>::negative(x) ? -xd : xd;
 }
 
 // x (1 + 2^-60) rounds to x: the value of sinh and tanh for |x| < 2^-27, with
@@ -241,18 +228,18 @@ inline bool settles_float(double v) {
 
 template <class T>
 int sinh_kernel(T x, T* y) {
-  const uint32_t e = Format<T>::field(x);
-  if (e == Format<T>::kInfNan) {  // +-Inf; NaN comes back quiet
+  const int e = kel::Format<T>::biased_exponent(x);
+  if (e == kel::Format<T>::kMaxField) {  // +-Inf; NaN comes back quiet
     *y = x + x;
     return kelStatusNoError;
   }
-  if (e < Format<T>::kTiny) {
+  if (e < kTiny<T>) {
     *y = near_zero_odd(x);
     return kelStatusNoError;
   }
-  const bool negative = Format<T>::negative(x);
+  const bool negative = kel::Format<T>::negative(x);
   const double a = magnitude(x);
-  if (a > Format<T>::overflow()) return overflow(negative, y);
+  if (a > overflow_threshold<T>()) return overflow(negative, y);
   double v = sinh_positive(a);
   if constexpr (sizeof(T) == 4) {
     if (!settles_float(v)) v = sinh_accurate(a);
@@ -263,33 +250,33 @@ int sinh_kernel(T x, T* y) {
 
 template <class T>
 int cosh_kernel(T x, T* y) {
-  const uint32_t e = Format<T>::field(x);
-  if (e == Format<T>::kInfNan) {  // +Inf for both infinities; NaN quiet
+  const int e = kel::Format<T>::biased_exponent(x);
+  if (e == kel::Format<T>::kMaxField) {  // +Inf for both infinities; NaN quiet
     *y = x * x;
     return kelStatusNoError;
   }
-  if (e < Format<T>::kTiny) {  // 1 + x^2/2 rounds to 1; inexact unless x = 0
+  if (e < kTiny<T>) {  // 1 + x^2/2 rounds to 1; inexact unless x = 0
     *y = 1.0 + static_cast<double>(x) * x;
     return kelStatusNoError;
   }
   const double a = magnitude(x);
-  if (a > Format<T>::overflow()) return overflow(false, y);
+  if (a > overflow_threshold<T>()) return overflow(false, y);
   *y = cosh_positive(a);
   return kelStatusNoError;
 }
 
 template <class T>
 int tanh_kernel(T x, T* y) {
-  const uint32_t e = Format<T>::field(x);
-  const bool negative = Format<T>::negative(x);
-  if (e == Format<T>::kInfNan) {
-    if (Format<T>::is_nan(x))
+  const int e = kel::Format<T>::biased_exponent(x);
+  const bool negative = kel::Format<T>::negative(x);
+  if (e == kel::Format<T>::kMaxField) {
+    if (kel::Format<T>::is_nan(x))
       *y = x + x;  // quiet
     else
       *y = negative ? T(-1) : T(1);
     return kelStatusNoError;
   }
-  if (e < Format<T>::kTiny) {
+  if (e < kTiny<T>) {
     *y = near_zero_odd(x);
     return kelStatusNoError;
   }

@@ -28,6 +28,7 @@
 // tanh(+-inf) = +-1; NaNs come back quiet (invalid for a signalling one) and
 // unnormals give the default NaN with invalid.  Overflow of sinh and cosh is
 // the overflow of the final product, with its flag.
+#include "api.h"
 #include "hyperbolicl.h"
 #include "ld_trig.h"
 #include "x87.h"
@@ -35,6 +36,8 @@
 namespace {
 
 using namespace kel::ld;
+using kel::Ld;
+using kel::LdBits;
 
 // 1/n!, rounded once to a 64-bit significand by the compiler (n! itself is
 // exact in the format for n <= 20).
@@ -69,28 +72,28 @@ enum : unsigned { kSinh = 1, kCosh = 2, kTanh = 4 };
 // The requested values of x (Want: kSinh and kCosh, or kTanh alone in *sh).
 template <unsigned Want>
 void hyperbolic(long double x, long double* sh, long double* ch) {
-  const Fields f = fields(x);
-  const uint32_t e = f.se & kExpMask;
+  const LdBits f = Ld::bits(x);
+  const uint32_t e = f.se & Ld::kExponentMask;
   const bool neg = (f.se >> 15) != 0;
 
-  if (__builtin_expect(e == kExpMask || is_unnormal(f), 0)) {
+  if (__builtin_expect(e == Ld::kExponentMask || Ld::is_unnormal(f), 0)) {
     // Infinities: sinh keeps x, cosh is +inf, tanh is +-1.  NaN: quieted
     // (invalid for a signalling one).  Unnormal: invalid, default NaN.
-    const bool inf = e == kExpMask && f.mant == 0x8000000000000000ull;
+    const bool inf = e == Ld::kExponentMask && f.mant == 0x8000000000000000ull;
     const long double r = x + x;
     if (Want & kSinh) *sh = r;
     if (Want & kCosh) *ch = __builtin_fabsl(r);
     if (Want & kTanh) *sh = inf ? (neg ? -1.0L : 1.0L) : r;
     return;
   }
-  if (e < kBias - 32) {  // |x| < 2^-32
+  if (e < Ld::kBias - 32) {  // |x| < 2^-32
     raise_tiny_argument_flags(x, f, Want & (kSinh | kTanh));
     if (Want & (kSinh | kTanh)) *sh = x;
     if (Want & kCosh) *ch = 1.0L;
     return;
   }
 
-  const long double a = make(f.mant, e);
+  const long double a = Ld::make(f.mant, e);
   long double s = 0, c = 0;
   if (a < kPolyLimit) {
     const long double a2 = a * a;

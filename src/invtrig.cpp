@@ -35,7 +35,7 @@ namespace {
 
 using kel::round_to;
 
-inline bool is_nan(double v) { return (kel::bits(v) << 1) > (uint64_t{0x7FF} << 53); }
+using kel::is_nan;
 inline double magnitude(double v) { return __builtin_fabs(v); }
 
 template <class T>
@@ -168,7 +168,7 @@ inline int atan_row_of(T x) {
 
 // atan a for a positive long double a.
 inline long double atan_positive(long double a) {
-  const uint32_t key = kel::ld_key(kel::ld_bits(a));  // exponent, leading bit, 15 bits
+  const uint32_t key = kel::Ld::key(kel::Ld::bits(a));  // exponent, leading bit, 15 bits
   return atan_row(a, static_cast<int>((key >> 16) * 32 + ((key >> 10) & 31)) - ((16383 - 7) * 32 - 1));
 }
 

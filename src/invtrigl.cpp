@@ -22,16 +22,17 @@
 // with invalid from the square root or log1p of a negative number, acosh of
 // x < 1 from inf * 0; atanh(+-1) = +-inf with divide-by-zero from 2/0; NaNs
 // propagate quiet; asinh(+-inf) = +-inf and acosh(+inf) = +inf.
-#include "ld.h"
+#include "api.h"
+#include "fp.h"
 #include "x87.h"
 
 namespace {
 
 constexpr long double kLn2 = 0xb.17217f7d1cf79acp-4L;
-constexpr int kHugeExponent = kel::kLdBias + 8000;  // |x| >= 2^8001: x^2 would overflow
-constexpr int kTinyExponent = kel::kLdBias - 8000;  // |x| < 2^-7999
+constexpr int kHugeExponent = kel::Ld::kBias + 8000;  // |x| >= 2^8001: x^2 would overflow
+constexpr int kTinyExponent = kel::Ld::kBias - 8000;  // |x| < 2^-7999
 
-inline bool negative(long double x) { return (kel::ld_bits(x).se >> 15) != 0; }
+inline bool negative(long double x) { return (kel::Ld::bits(x).se >> 15) != 0; }
 inline long double with_sign_of(long double x, long double r) { return negative(x) ? -r : r; }
 
 // sqrt((1 - x)(1 + x)): NaN with invalid for |x| > 1.
@@ -47,8 +48,8 @@ KEL_API long double orxasinl_scalar(long double x) { return orxatan2l_scalar(x, 
 KEL_API long double orxacosl_scalar(long double x) { return orxatan2l_scalar(cofactor(x), x); }
 
 KEL_API long double orxasinhl_scalar(long double x) {
-  const kel::LdBits b = kel::ld_bits(x);
-  const int e = kel::ld_exponent(b);
+  const kel::LdBits b = kel::Ld::bits(x);
+  const int e = kel::Ld::biased_exponent(b);
   if (e == 0x7FFF) return x + x;  // +-inf, NaN
   const long double a = __builtin_fabsl(x);
   long double r;
@@ -64,12 +65,12 @@ KEL_API long double orxasinhl_scalar(long double x) {
 }
 
 KEL_API long double orxacoshl_scalar(long double x) {
-  const kel::LdBits b = kel::ld_bits(x);
-  if (kel::ld_is_nan(b)) return x + x;
-  if (b.se >= 0x8000 || kel::ld_key(b) < 0x3FFF8000) {  // x < 1, -0 and -inf included
+  const kel::LdBits b = kel::Ld::bits(x);
+  if (kel::Ld::is_nan(b)) return x + x;
+  if (b.se >= 0x8000 || kel::Ld::key(b) < 0x3FFF8000) {  // x < 1, -0 and -inf included
     return kel::opaque(__builtin_infl()) * kel::opaque(0.0L);  // NaN, invalid
   }
-  if (kel::ld_exponent(b) > kHugeExponent) return log_twice(x);  // +inf gives +inf
+  if (kel::Ld::biased_exponent(b) > kHugeExponent) return log_twice(x);  // +inf gives +inf
   const long double t = x - 1.0L;
   return orxlog1pl_scalar(t + orxsqrtl_scalar(t * (2.0L + t)));
 }

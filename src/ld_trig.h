@@ -1,6 +1,5 @@
 // Shared pieces of the long-double circular kernels and the square root:
-// access to the fields of an x87 extended value and error-free transforms on
-// 64-bit significands.
+// error-free transforms on 64-bit significands and the kernels' tables.
 //
 // Every helper assumes what the kernels assume: the caller's precision control
 // is 64 bits and rounding is to nearest.  Under those conditions each long
@@ -12,46 +11,10 @@
 
 #include <cstdint>
 
+#include "fp.h"
 #include "x87.h"
 
 namespace kel::ld {
-
-// The stored fields: the 64-bit significand with its explicit leading bit and
-// the sign:exponent half-word (bias 16383).
-struct Fields {
-  uint64_t mant;
-  uint16_t se;
-};
-
-inline Fields fields(long double x) {
-  union {
-    long double v;
-    Fields f;
-  } u;
-  u.v = x;
-  return {u.f.mant, u.f.se};
-}
-
-// The value mant * 2^(biased - 16383 - 63) with the sign bit of sign (0 or
-// 0x8000); mant must have its leading bit set (or be zero with biased 0).
-inline long double make(uint64_t mant, uint32_t biased, uint32_t sign = 0) {
-  union {
-    long double v;
-    Fields f;
-  } u;
-  u.v = 0;
-  u.f.mant = mant;
-  u.f.se = static_cast<uint16_t>(biased | sign);
-  return u.v;
-}
-
-inline constexpr uint32_t kBias = 16383;
-inline constexpr uint32_t kExpMask = 0x7FFF;
-
-// Unnormals (exponent non-zero, explicit leading bit clear) are invalid
-// operands to the x87; the kernels send them, like NaNs, through an
-// arithmetic operation that returns the default NaN with the invalid flag.
-inline bool is_unnormal(Fields f) { return (f.se & kExpMask) != 0 && (f.mant >> 63) == 0; }
 
 // Double-long-double values: hi + lo with |lo| <= ulp(hi) / 2.
 struct DD {
@@ -119,9 +82,9 @@ extern const uint16_t kRsqrtSeed[192];
 // Flags of a kernel whose result is x (its odd part: sin, tan, sinh, tanh)
 // or 1 (its even part) for |x| < 2^-32: inexact for x nonzero, and underflow
 // when x is subnormal and the odd part is wanted.
-inline void raise_tiny_argument_flags(long double x, Fields f, bool odd_wanted) {
+inline void raise_tiny_argument_flags(long double x, LdBits f, bool odd_wanted) {
   if (f.mant == 0) return;
-  if (odd_wanted && (f.se & kExpMask) == 0) kel::raise_by_store<long double>(kel::opaque(x) * x);
+  if (odd_wanted && Ld::biased_exponent(f) == 0) kel::raise_by_store<long double>(kel::opaque(x) * x);
   kel::raise_by_store<long double>(kel::opaque(1.0L) + 0x1p-100L);
 }
 

@@ -147,8 +147,11 @@ double log_ha(double X, int corr, const Tab& t) {
 
 // ---- Element screen ------------------------------------------------------
 
-inline bool is_negative_infinity(double x) { return kel::bits(x) == 0xFFF0000000000000ull; }
-inline bool is_negative_infinity(float x) { return kel::bits(x) == 0xFF800000u; }
+template <class T>
+inline bool is_negative_infinity(T x) {
+  using F = kel::Format<T>;
+  return F::bits(x) == (F::kSignMask | F::kInf);
+}
 
 // Reads the exponent field before any arithmetic: infinities and NaNs first,
 // then zeros and double subnormals (scaled by 2^60), negatives last.  The

@@ -17,14 +17,15 @@
 // Measured against MPFR: at most 0.501 ulp (logl) and 0.525 ulp (log1pl, next
 // to -2^-4; 0.515 for x in [2^64, 2^74), where 1 + head rounds) of the 64-bit
 // significand over 10^6 random arguments per path.
-#include "ld.h"
+#include "api.h"
+#include "fp.h"
 #include "x87.h"
 
 namespace {
 
-constexpr long double _TWO_32H = 0x1.8p+32L;  // rounds [1, 2) to a 2^-31 grid
-constexpr long double _TWO_52H = 0x1.8p+52L;  // rounds |f| < 2^-4 to a 2^-11 grid
-constexpr long double _INF = __builtin_infl();
+constexpr long double kTwo32H = 0x1.8p+32L;  // rounds [1, 2) to a 2^-31 grid
+constexpr long double kTwo52H = 0x1.8p+52L;  // rounds |f| < 2^-4 to a 2^-11 grid
+constexpr long double kInf = __builtin_infl();
 
 // ln(2^k m) by the tables: u, t as described above (t carries everything
 // below the exact u), k the unbiased exponent of y.
@@ -41,11 +42,11 @@ inline long double log_table(const double (&ln2)[2], const long double (&P)[6], 
 
 // The reduction of a positive normal y = 2^k m: returns ln y.
 inline long double log_normal(const double (&ln2)[2], const long double (&P)[6], const kel::LdBits& b, int bias) {
-  const long double m = kel::ld_from(b.m, kel::kLdBias);
-  const long double mh = (m + _TWO_32H) - _TWO_32H;
-  const int j = static_cast<int>(b.m >> 55) & 0xFF;
+  const long double m = kel::Ld::make(b.mant, kel::Ld::kBias);
+  const long double mh = (m + kTwo32H) - kTwo32H;
+  const int j = static_cast<int>(b.mant >> 55) & 0xFF;
   const long double r = orx_orx_rcp_table_256[j];
-  return log_table(ln2, P, kel::ld_exponent(b) - bias, j, mh * r - 1.0L, (m - mh) * r);
+  return log_table(ln2, P, kel::Ld::biased_exponent(b) - bias, j, mh * r - 1.0L, (m - mh) * r);
 }
 
 // ln(1 + f) for |f| < 2^-4 (|f| >= 2^-16 from logl, >= 2^-14 from log1pl).
@@ -57,7 +58,7 @@ inline long double log_normal(const double (&ln2)[2], const long double (&P)[6],
 // f - fh^2/2 when f = x - 1 (f on a 2^-64 grid); everything else is below
 // 2^-12 |f| and summed from the smallest term up.
 inline long double log1p_series(long double f, const long double (&Q)[16]) {
-  const long double fh = (f + _TWO_52H) - _TWO_52H;
+  const long double fh = (f + kTwo52H) - kTwo52H;
   const long double fl = f - fh;
   const long double fh2 = fh * fh;
   const long double fh3 = fh2 * fh;
@@ -74,7 +75,7 @@ inline long double log1p_series(long double f, const long double (&Q)[16]) {
 }
 
 inline long double divide_by_zero() { return -1.0L / kel::opaque(0.0L); }  // -inf, divide-by-zero
-inline long double invalid() { return kel::opaque(_INF) * kel::opaque(0.0L); }  // NaN, invalid
+inline long double invalid() { return kel::opaque(kInf) * kel::opaque(0.0L); }  // NaN, invalid
 inline long double quiet(long double x) { return x * kel::opaque(1.0L); }
 
 namespace logl_data {
@@ -115,13 +116,13 @@ constexpr long double _Q2[2] = {-0x1.0000000000002p-1L, 0xa.aaaaaaaaaaad111p-5L}
 constexpr long double _Q3 = -0x1p-1L;
 // Keys from which 1 + x is formed directly: x >= 2^74 (the 1 is below the
 // last bit that matters) and x <= -0.5 (1 + x exact by Sterbenz).
-constexpr uint32_t ranges[2] = {0x40498000, 0xbffe8000};
-constexpr long double _addend[2] = {0.0L, 1.0L};
+constexpr uint32_t kDirectKeys[2] = {0x40498000, 0xbffe8000};
+constexpr long double kAddend[2] = {0.0L, 1.0L};
 // Split x into a head on a 2^-39 grid (|x| < 2^32) or a 2^-15 grid, so that
 // 1 + head is exact.
-constexpr long double _shifters[2] = {0x1.8p+24L, 0x1.8p+48L};
-constexpr long double _ones[2] = {1.0L, -1.0L};
-constexpr long double _small_value_80 = 0x1p-10000L;
+constexpr long double kShifters[2] = {0x1.8p+24L, 0x1.8p+48L};
+constexpr long double kOnes[2] = {1.0L, -1.0L};
+constexpr long double kTiny = 0x1p-10000L;
 
 }  // namespace log1pl_data
 
@@ -130,30 +131,30 @@ constexpr long double _small_value_80 = 0x1p-10000L;
 // modes.  Zeros return unchanged; subnormals raise underflow.
 [[gnu::noinline]] long double log1p_tiny(long double x, const kel::LdBits& b) {
   using namespace log1pl_data;
-  if (kel::ld_exponent(b) == 0) {
-    if (b.m == 0) return x;
-    kel::raise_by_store<long double>(kel::opaque(_small_value_80) * _small_value_80);
+  if (kel::Ld::biased_exponent(b) == 0) {
+    if (b.mant == 0) return x;
+    kel::raise_by_store<long double>(kel::opaque(kTiny) * kTiny);
   }
-  return (0x1p+75L * x - x * _ones[b.se >> 15]) * 0x1p-75L;
+  return (0x1p+75L * x - x * kOnes[b.se >> 15]) * 0x1p-75L;
 }
 
 }  // namespace
 
 KEL_API long double orxlogl_scalar(long double x) {
   using namespace logl_data;
-  kel::LdBits b = kel::ld_bits(x);
-  const uint32_t key = kel::ld_key(b);
+  kel::LdBits b = kel::Ld::bits(x);
+  const uint32_t key = kel::Ld::key(b);
   if (static_cast<int32_t>(key) < 0 || key > 0x7FFF7FFF) {  // negative, +inf, NaN
-    if (b.se == 0x8000 && b.m == 0) return divide_by_zero();
-    if ((b.se >> 15) != 0 && !kel::ld_is_nan(b)) return invalid();
+    if (b.se == 0x8000 && b.mant == 0) return divide_by_zero();
+    if ((b.se >> 15) != 0 && !kel::Ld::is_nan(b)) return invalid();
     return quiet(x);
   }
   if (key < 0x3FFEF800 || key > 0x3FFF8800) {  // x < 0x1.fp-1 or x >= 0x1.1p+0 + 2^-16
-    int bias = kel::kLdBias;
-    if (kel::ld_exponent(b) == 0) {  // subnormal or zero
+    int bias = kel::Ld::kBias;
+    if (kel::Ld::biased_exponent(b) == 0) {  // subnormal or zero
       x = x * 0x1p+75L;
       if (!(x > 0.0L)) return divide_by_zero();
-      b = kel::ld_bits(x);
+      b = kel::Ld::bits(x);
       bias += 75;
     }
     return log_normal(LN2, _P, b, bias);
@@ -168,37 +169,37 @@ KEL_API long double orxlogl_scalar(long double x) {
 
 KEL_API long double orxlog1pl_scalar(long double x) {
   using namespace log1pl_data;
-  const kel::LdBits b = kel::ld_bits(x);
-  const int e = kel::ld_exponent(b);
+  const kel::LdBits b = kel::Ld::bits(x);
+  const int e = kel::Ld::biased_exponent(b);
   const int sign = b.se >> 15;
-  const uint32_t key = kel::ld_key(b);
+  const uint32_t key = kel::Ld::key(b);
   if (e == 0x7FFF) {
-    if (sign != 0 && !kel::ld_is_nan(b)) return invalid();  // -inf
+    if (sign != 0 && !kel::Ld::is_nan(b)) return invalid();  // -inf
     return quiet(x);  // +inf, NaN; pseudo-infinity or pseudo-NaN: invalid, default NaN
   }
   if (key >= 0xBFFF8000) {  // x <= -1
-    if (b.se == 0xBFFF && b.m == kel::kLdLeadingBit) return divide_by_zero();
+    if (b.se == 0xBFFF && b.mant == kel::Ld::kLeadingBit) return divide_by_zero();
     return invalid();
   }
   if (e >= 16379) {  // |x| >= 2^-4
     // An unnormal (leading bit clear) is an invalid operand: x * 1 gives the
     // default NaN with invalid.  The paths below would instead read the
     // fields of 1 + x, which is that NaN, as a number.
-    if ((b.m & kel::kLdLeadingBit) == 0) return quiet(x);
-    if (key >= ranges[sign]) return log_normal(LN2, _P, kel::ld_bits(x + _addend[sign]), kel::kLdBias);
+    if ((b.mant & kel::Ld::kLeadingBit) == 0) return quiet(x);
+    if (key >= kDirectKeys[sign]) return log_normal(LN2, _P, kel::Ld::bits(x + kAddend[sign]), kel::Ld::kBias);
     // 1 + x = (1 + head) + tail with 1 + head exact; the tail joins the
     // reduced argument scaled by 2^-k r_j.
-    const long double shifter = _shifters[e < 16415 ? 0 : 1];
+    const long double shifter = kShifters[e < 16415 ? 0 : 1];
     const long double head = (x + shifter) - shifter;
     const long double tail = x - head;
-    const kel::LdBits hb = kel::ld_bits(1.0L + head);
-    const int he = kel::ld_exponent(hb);
-    const long double m = kel::ld_from(hb.m, kel::kLdBias);
-    const long double mh = (m + _TWO_32H) - _TWO_32H;
-    const int j = static_cast<int>(hb.m >> 55) & 0xFF;
+    const kel::LdBits hb = kel::Ld::bits(1.0L + head);
+    const int he = kel::Ld::biased_exponent(hb);
+    const long double m = kel::Ld::make(hb.mant, kel::Ld::kBias);
+    const long double mh = (m + kTwo32H) - kTwo32H;
+    const int j = static_cast<int>(hb.mant >> 55) & 0xFF;
     const long double r = orx_orx_rcp_table_256[j];
-    const long double tail_scaled = tail * kel::ld_pow2_field(32766 - he);
-    return log_table(LN2, _P, he - kel::kLdBias, j, mh * r - 1.0L, (m - mh) * r + tail_scaled * r);
+    const long double tail_scaled = tail * kel::Ld::pow2_field(32766 - he);
+    return log_table(LN2, _P, he - kel::Ld::kBias, j, mh * r - 1.0L, (m - mh) * r + tail_scaled * r);
   }
   if (e >= 16369) return log1p_series(x, _Q);  // |x| >= 2^-14
   if (e < 16308) return log1p_tiny(x, b);  // |x| < 2^-75: x^2 could underflow

@@ -34,7 +34,7 @@
 
 #include "float_rounding.h"
 #include "frame.h"
-#include "ld.h"
+#include "fp.h"
 #include "ld_trig.h"
 #include "pow_log_data.h"
 
@@ -59,9 +59,9 @@ inline Parity parity(double y) {
   return (m >> fraction_bits) & 1 ? Parity::kOdd : Parity::kEven;
 }
 
-inline bool is_nan(double v) { return (kel::bits(v) << 1) > (uint64_t{0x7FF} << 53); }
-inline bool is_inf(double v) { return (kel::bits(v) << 1) == (uint64_t{0x7FF} << 53); }
-inline bool negative(double v) { return kel::bits(v) >> 63; }
+using kel::is_inf;
+using kel::is_nan;
+using kel::is_negative;
 
 // ln x for finite x > 0 as an unevaluated sum hi + lo, relative error below
 // 2^-74, without a division.  x = 2^k m with m in [1, 2), row j of the table
@@ -113,7 +113,7 @@ inline long double exp_pair(kel::ld::DD t) {
   constexpr long double kShifter = 0x1.8p63L;  // adding it rounds to an integer
   if (!(t.hi < 2048.0L && t.hi > -2048.0L)) return t.hi > 0 ? 0x1p3000L : 0x1p-3000L;
   const long double shifted = t.hi * kInvLn2_256 + kShifter;
-  const int32_t n = static_cast<int32_t>(static_cast<uint32_t>(kel::ld_bits(shifted).m));
+  const int32_t n = static_cast<int32_t>(static_cast<uint32_t>(kel::Ld::bits(shifted).mant));
   const long double fn = shifted - kShifter;
   const long double r = ((t.hi - fn * kLn2_256[0]) - fn * kLn2_256[1]) + t.lo;
   const int j = static_cast<int8_t>(n & 0xFF);
@@ -122,7 +122,7 @@ inline long double exp_pair(kel::ld::DD t) {
   const double* c = kExpPoly;
   const long double p = r + r2 * ((c[0] + r * c[1]) + r2 * ((c[2] + r * c[3]) + r2 * c[4]));
   const long double v = T + (Tl + (T + Tl) * p);
-  return v * kel::ld_pow2_field((n - j) / 256 + kel::kLdBias);
+  return v * kel::Ld::pow2_field((n - j) / 256 + kel::Ld::kBias);
 }
 
 // |x|^y for finite nonzero x and finite nonzero y, in extended precision:
@@ -152,7 +152,7 @@ inline OddScaled odd_scaled(double v) {
 // The integer square root of n < 2^53 when n is a perfect square, else 0.
 inline uint64_t exact_sqrt(uint64_t n) {
   const long double shifted = orxsqrtl_scalar(static_cast<long double>(n)) + 0x1.8p63L;
-  const uint64_t r = kel::ld_bits(shifted).m - 0xC000000000000000ull;
+  const uint64_t r = kel::Ld::bits(shifted).mant - 0xC000000000000000ull;
   return r * r == n ? r : 0;
 }
 
@@ -178,14 +178,14 @@ bool exact_power(double ax, double y, long double* out) {
     if (a > 1 && (a = exact_sqrt(a)) == 0) return false;
   }
   // |y| > 2^21 takes every x != 1 beyond the extended range.
-  if (__builtin_fabs(y) > 0x1p21 || (negative(y) && a != 1)) return false;
+  if (__builtin_fabs(y) > 0x1p21 || (is_negative(y) && a != 1)) return false;
   const int64_t magnitude = static_cast<int64_t>(ys.odd << (ys.exp > 0 ? ys.exp : 0));
   uint64_t power = 1;
   for (int64_t i = 0; a != 1 && i < magnitude; ++i)
     if (__builtin_mul_overflow(power, a, &power)) return false;
-  const int64_t e = k * (negative(y) ? -magnitude : magnitude);
+  const int64_t e = k * (is_negative(y) ? -magnitude : magnitude);
   if (e > kMaxExponent || e < -kMaxExponent) return false;
-  *out = static_cast<long double>(power) * kel::ld_pow2_field(static_cast<int>(e) + kel::kLdBias);
+  *out = static_cast<long double>(power) * kel::Ld::pow2_field(static_cast<int>(e) + kel::Ld::kBias);
   return true;
 }
 
@@ -274,7 +274,7 @@ template <class T>
     return kelStatusNoError;
   }
   if (is_inf(y)) {
-    const double ax = negative(x) ? -x : x;
+    const double ax = is_negative(x) ? -x : x;
     if (ax == 1.0) {
       *out = T(1);
     } else {
@@ -283,7 +283,7 @@ template <class T>
     return kelStatusNoError;
   }
   if (is_inf(x)) {
-    const bool minus = negative(x) && odd;
+    const bool minus = is_negative(x) && odd;
     const T magnitude = y < 0 ? T(0) : T(inf);
     *out = minus ? -magnitude : magnitude;
     return kelStatusNoError;

@@ -28,20 +28,21 @@
 // with y = +-inf gives +0 or +inf; infinite x gives the signed zero or
 // infinity of C; x < 0 with a finite non-integer y is NaN with invalid; other
 // NaNs propagate.  Runs under the caller's 64-bit precision.
+#include "api.h"
 #include "powl.h"
 #include "x87.h"
 
 namespace {
 
 using kel::ld::DD;
-using kel::ld::fields;
-using kel::ld::Fields;
+using kel::Ld;
+using kel::LdBits;
 
 constexpr long double kLn2Hi = 0xb.17217f7d1cfp-4L;  // 48 bits
 constexpr long double kLn2Lo = 0x7.9abc9e3b39803f3p-52L;
 constexpr long double kTwo32H = 0x1.8p+32L;  // rounds [1, 2) to a 2^-31 grid
-constexpr uint64_t kLeading = uint64_t{1} << 63;
-constexpr uint32_t kExpMask = kel::ld::kExpMask;
+constexpr uint64_t kLeading = Ld::kLeadingBit;
+constexpr uint32_t kExpMask = Ld::kExponentMask;
 
 // ln(1 + s) - s + s^2/2 = s^3 (1/3 - s/4 + s^2/5 - ...), to s^10.
 inline long double log1p_tail(long double s) {
@@ -54,7 +55,7 @@ inline long double log1p_tail(long double s) {
 enum class Parity { kNone, kOdd, kEven };
 
 // Whether a finite long double is an integer, and which.
-Parity parity(Fields f) {
+Parity parity(LdBits f) {
   const int e = static_cast<int>(f.se & kExpMask) - 16383;
   if (e < 0) return f.mant == 0 ? Parity::kEven : Parity::kNone;
   if (e > 63) return Parity::kEven;
@@ -62,35 +63,29 @@ Parity parity(Fields f) {
   return (f.mant >> (63 - e)) & 1 ? Parity::kOdd : Parity::kEven;
 }
 
-inline bool is_nan(Fields f) {
-  return ((f.se & kExpMask) == kExpMask && f.mant != kLeading) || kel::ld::is_unnormal(f);
-}
-inline bool is_inf(Fields f) { return (f.se & kExpMask) == kExpMask && f.mant == kLeading; }
-// A true zero only: a pseudo-zero (exponent field set, significand 0) is an
-// invalid encoding and goes with the NaNs.
-inline bool is_zero(Fields f) { return f.mant == 0 && (f.se & kExpMask) == 0; }
-inline bool negative(Fields f) { return (f.se >> 15) != 0; }
+// NaNs and the encodings the x87 refuses as operands both give a NaN.
+inline bool is_nan_or_unnormal(LdBits f) { return Ld::is_nan(f) || Ld::is_unnormal(f); }
 
 // An integral long double of magnitude below 2^31 as an int, read from the
 // significand after a shifter addition (no fistp, no control-word change).
 inline int to_int(long double v) {
-  return static_cast<int32_t>(static_cast<uint32_t>(fields(v + 0x1.8p63L).mant));
+  return static_cast<int32_t>(static_cast<uint32_t>(Ld::bits(v + 0x1.8p63L).mant));
 }
 
 // 2^n exactly for an integer n in the extended range (subnormals included).
 long double exact_pow2(int n) {
-  if (n >= -16382) return kel::ld::make(kLeading, static_cast<uint32_t>(n + 16383));
-  return kel::ld::make(kLeading >> (-16382 - n), 0);
+  if (n >= -16382) return Ld::make(kLeading, static_cast<uint32_t>(n + 16383));
+  return Ld::make(kLeading >> (-16382 - n), 0);
 }
 
 // x^y for finite x > 0, y finite and nonzero.
 long double power_positive(long double x, long double y) {
-  const Fields fx = fields(x);
+  const LdBits fx = Ld::bits(x);
   // A power of two: 2^(e y) is exact when e y is an integer in range.
   if (fx.mant == kLeading && (fx.se & kExpMask) != 0) {
     const long double e = static_cast<int>(fx.se & kExpMask) - 16383;
     const DD p = kel::ld::two_prod(e, y);
-    if (p.lo == 0 && p.hi >= -16445 && p.hi <= 16383 && parity(fields(p.hi)) != Parity::kNone) {
+    if (p.lo == 0 && p.hi >= -16445 && p.hi <= 16383 && parity(Ld::bits(p.hi)) != Parity::kNone) {
       return exact_pow2(to_int(p.hi));
     }
   }
@@ -124,16 +119,16 @@ namespace kel::pw {
 DD log_dd(DD v) {
   long double hi = v.hi, lo = v.lo;
   int k = 0;
-  if ((fields(hi).se & kExpMask) == 0) {  // subnormal: scale into the normal range
+  if ((Ld::bits(hi).se & kExpMask) == 0) {  // subnormal: scale into the normal range
     hi *= 0x1p200L;
     lo *= 0x1p200L;
     k = -200;
   }
-  const Fields f = fields(hi);
+  const LdBits f = Ld::bits(hi);
   const int e = f.se & kExpMask;
   k += e - 16383;
-  long double m = ld::make(f.mant, 16383);
-  long double ml = lo / ld::make(kLeading, static_cast<uint32_t>(e));
+  long double m = Ld::make(f.mant, 16383);
+  long double ml = lo / Ld::make(kLeading, static_cast<uint32_t>(e));
   int j = static_cast<int>(f.mant >> 55) & 0xFF;
   long double r = 1, head = 0, tail = 0;
   if (j == 255) {  // m near 2: m/2 near 1 with r = 1
@@ -158,8 +153,8 @@ DD log_dd(DD v) {
 }
 
 int small_integer(long double y) {
-  const Fields f = fields(y);
-  const int e = static_cast<int>(f.se & ld::kExpMask) - 16383;
+  const LdBits f = Ld::bits(y);
+  const int e = static_cast<int>(f.se & Ld::kExponentMask) - 16383;
   if (e < 0 || e > 6 || (f.mant << (e + 1)) != 0) return 0;
   const int n = static_cast<int>(f.mant >> (63 - e));
   if (n > 64) return 0;
@@ -192,25 +187,25 @@ bool exact_power(long double a, int n, long double* out) {
 }  // namespace kel::pw
 
 KEL_API long double orxpowl_scalar(long double x, long double y) {
-  const Fields fx = fields(x), fy = fields(y);
-  if (is_zero(fy) || (fx.se == 0x3FFF && fx.mant == kLeading)) return 1.0L;
-  if (is_nan(fx) || is_nan(fy)) return x + y;  // quiet NaN; invalid for a signalling one
-  const Parity p = is_inf(fy) ? Parity::kEven : parity(fy);
-  const bool odd = p == Parity::kOdd, yneg = negative(fy);
-  if (is_zero(fx)) {
+  const LdBits fx = Ld::bits(x), fy = Ld::bits(y);
+  if (Ld::is_zero(fy) || (fx.se == 0x3FFF && fx.mant == kLeading)) return 1.0L;
+  if (is_nan_or_unnormal(fx) || is_nan_or_unnormal(fy)) return x + y;  // quiet NaN; invalid for a signalling one
+  const Parity p = Ld::is_inf(fy) ? Parity::kEven : parity(fy);
+  const bool odd = p == Parity::kOdd, yneg = Ld::negative(fy);
+  if (Ld::is_zero(fx)) {
     if (yneg) return 1.0L / (odd ? x : 0.0L);  // +-inf, divide-by-zero
     return odd ? x : 0.0L;
   }
-  if (is_inf(fy)) {
+  if (Ld::is_inf(fy)) {
     const long double ax = __builtin_fabsl(x);
     if (ax == 1.0L) return 1.0L;
     return (ax < 1.0L) == yneg ? __builtin_infl() : 0.0L;
   }
-  if (is_inf(fx)) {
+  if (Ld::is_inf(fx)) {
     const long double magnitude = yneg ? 0.0L : __builtin_infl();
-    return negative(fx) && odd ? -magnitude : magnitude;
+    return Ld::negative(fx) && odd ? -magnitude : magnitude;
   }
-  if (negative(fx) && p == Parity::kNone) return kel::opaque(__builtin_infl()) * kel::opaque(0.0L);  // NaN, invalid
+  if (Ld::negative(fx) && p == Parity::kNone) return kel::opaque(__builtin_infl()) * kel::opaque(0.0L);  // NaN, invalid
   const long double r = power_positive(__builtin_fabsl(x), y);
-  return negative(fx) && odd ? -r : r;
+  return Ld::negative(fx) && odd ? -r : r;
 }

@@ -35,15 +35,14 @@
 // reduction (tests/reduce_pio2_test.cpp): large path below 2^-75 relative on
 // every argument tried, the continued-fraction worst cases of every binade
 // included; medium path 2^-59 on its worst cases, 2^-87 elsewhere.
+#include "api.h"
 #include "reduce_pio2.h"
 
 namespace kel::reduce {
 namespace {
 
-constexpr uint64_t kSignBit = 0x8000000000000000ull;
-constexpr uint64_t kFractionMask = 0x000FFFFFFFFFFFFFull;
+using F = Format<double>;
 
-inline int biased_exponent(uint64_t b) { return static_cast<int>((b >> 52) & 0x7FF); }
 
 // s + err = a + b exactly, without an ordering condition (Knuth).
 inline void two_sum(double a, double b, double& s, double& err) {
@@ -64,7 +63,7 @@ int medium(double a, int e, double sgn, uint32_t s, double* r) {
   const double y = a * tab[8];
   const uint64_t yb = bits(y);
   const uint32_t top = 0x80000000u | static_cast<uint32_t>((yb >> 21) & 0x7FFFFFFF);
-  const uint32_t n = top >> ((30 - biased_exponent(yb)) & 31);
+  const uint32_t n = top >> ((30 - F::exponent_field(yb)) & 31);
   const double k = static_cast<double>(static_cast<int32_t>(n + (n & 1)));
 
   double hi, lo;
@@ -137,11 +136,11 @@ int large(uint64_t ab, int e, double sgn, uint32_t s, double* r) {
 
   // n = floor(S2) (S2 is positive and below 2^17) and I = n as a double.
   const uint64_t s2b = bits(S2);
-  const int shift = 1075 - biased_exponent(s2b);
+  const int shift = 1075 - F::exponent_field(s2b);
   uint32_t n = 0;
   double I = 0.0;
   if (shift <= 52) {
-    n = static_cast<uint32_t>(((s2b & kFractionMask) | (uint64_t(1) << 52)) >> shift);
+    n = static_cast<uint32_t>(((s2b & F::kFractionMask) | (uint64_t(1) << 52)) >> shift);
     I = double_from_bits(s2b & (~uint64_t(0) << shift));
   }
 
@@ -182,8 +181,8 @@ int large(uint64_t ab, int e, double sgn, uint32_t s, double* r) {
 int kel::reduce::reduce_pio2d(double x, double* r) {
   const uint64_t xb = bits(x);
   const uint32_t s = static_cast<uint32_t>(xb >> 63);
-  const uint64_t ab = xb & ~kSignBit;
-  const int e = biased_exponent(xb);
+  const uint64_t ab = xb & ~F::kSignMask;
+  const int e = F::exponent_field(xb);
   const double sgn = _orxReductionTab[2 + s];
   if (e < 1053)  // abs(x) < 2^30
     return medium(double_from_bits(ab), e, sgn, s, r);

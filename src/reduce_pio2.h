@@ -1,6 +1,7 @@
 // Large-argument reduction modulo pi/2, shared by the circular functions.
 #pragma once
 
+#include "fp.h"
 #include "x87.h"
 
 namespace kel::reduce {

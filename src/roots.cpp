@@ -58,32 +58,24 @@
 //           hypot(x, +-0) = |x| exactly.
 // NaN operands otherwise come out quiet through an addition (a signalling NaN
 // raises invalid) and are never reported.
-#include <type_traits>
 
 #include "cbrt_data.h"
 #include "float_rounding.h"
 #include "frame.h"
-#include "ld.h"
+#include "fp.h"
 #include "sqrt_data.h"
 
 KEL_NAME_OBJECT
 
 namespace {
 
-// Sign and exponent patterns, smallest normal and smallest subnormal of the
-// element's format.
+// Smallest normal and smallest subnormal of the element's format.
 template <class T>
-struct Format {
+struct Tiny {
   static constexpr bool kDouble = sizeof(T) == 8;
-  using Bits = std::conditional_t<kDouble, uint64_t, uint32_t>;
-  static constexpr int kFractionBits = kDouble ? 52 : 23;
-  static constexpr Bits kSign = Bits(1) << (8 * sizeof(T) - 1);
-  static constexpr Bits kInf = (kSign - 1) & ~((Bits(1) << kFractionBits) - 1);
   static constexpr long double kMinNormal = kDouble ? 0x1p-1022L : 0x1p-126L;
   static constexpr long double kSubnormalUnit = kDouble ? 0x1p-1074L : 0x1p-149L;
   static constexpr long double kToSubnormalUnits = kDouble ? 0x1p1074L : 0x1p149L;
-  static Bits bits(T x) { return __builtin_bit_cast(Bits, x); }
-  static T from(Bits b) { return __builtin_bit_cast(T, b); }
 };
 
 constexpr long double kThird = 1.0L / 3;
@@ -106,11 +98,11 @@ struct Reduced {
   int top8;
 };
 inline Reduced reduce(long double x) {
-  const kel::LdBits b = kel::ld_bits(x);
-  return {kel::ld_from(b.m, kel::kLdBias), kel::ld_exponent(b) - kel::kLdBias, static_cast<int>((b.m >> 55) & 0xFF)};
+  const kel::LdBits b = kel::Ld::bits(x);
+  return {kel::Ld::make(b.mant, kel::Ld::kBias), kel::Ld::biased_exponent(b) - kel::Ld::kBias, static_cast<int>((b.mant >> 55) & 0xFF)};
 }
 
-inline long double pow2(int k) { return kel::ld_pow2_field(k + kel::kLdBias); }
+inline long double pow2(int k) { return kel::Ld::pow2_field(k + kel::Ld::kBias); }
 
 // 1/sqrt(mp) for mp = m 2^p in [1, 4), relative error a few 2^-65.
 inline long double rsqrt_reduced(long double mp, int p, int top8) {
@@ -143,10 +135,10 @@ inline CubeReduced cube_reduce(long double ax) {
 
 template <class T>
 int invsqrt_element(T x, T* y) {
-  using F = Format<T>;
+  using F = kel::Format<T>;
   const typename F::Bits b = F::bits(x);
   if ((b & F::kInf) == F::kInf) {
-    if (b == (F::kSign | F::kInf)) {
+    if (b == (F::kSignMask | F::kInf)) {
       *y = static_cast<T>(invalid_nan());
       return kelStatusDomain;
     }
@@ -157,7 +149,7 @@ int invsqrt_element(T x, T* y) {
     *y = T(1) / x;  // +-Inf, divide-by-zero
     return kelStatusSingularity;
   }
-  if (b & F::kSign) {
+  if (b & F::kSignMask) {
     *y = static_cast<T>(invalid_nan());
     return kelStatusDomain;
   }
@@ -171,11 +163,11 @@ int invsqrt_element(T x, T* y) {
 // Cube root (Inverse = false) or its reciprocal (Inverse = true).
 template <class T, bool Inverse>
 int cbrt_element(T x, T* y) {
-  using F = Format<T>;
+  using F = kel::Format<T>;
   const typename F::Bits b = F::bits(x);
   if ((b & F::kInf) == F::kInf) {
     // +-Inf -> +-Inf or +-0 (1/Inf is exact); NaN quiet
-    *y = (Inverse && (b & ~F::kSign) == F::kInf) ? T(1) / x : x + x;
+    *y = (Inverse && (b & ~F::kSignMask) == F::kInf) ? T(1) / x : x + x;
     return kelStatusNoError;
   }
   if (kel::is_zero(x)) {
@@ -186,7 +178,7 @@ int cbrt_element(T x, T* y) {
     *y = T(1) / x;
     return kelStatusSingularity;
   }
-  const CubeReduced c = cube_reduce(F::from(b & ~F::kSign));
+  const CubeReduced c = cube_reduce(F::from_bits(b & ~F::kSignMask));
   long double v;
   if (Inverse) {
     v = c.y * pow2(-c.q);
@@ -196,7 +188,7 @@ int cbrt_element(T x, T* y) {
     g += ((c.mp - (g * g) * g) * y2) * kThird;
     v = g * pow2(c.q);
   }
-  *y = static_cast<T>((b & F::kSign) ? -v : v);
+  *y = static_cast<T>((b & F::kSignMask) ? -v : v);
   return kelStatusNoError;
 }
 
@@ -207,17 +199,16 @@ int cbrt_element(T x, T* y) {
 // v/u (v/u < 2^53 is off the root by far less than 1/4), so |N^2 - A^2 - B^2|
 // < 2^64 and the equality can be tested modulo 2^64.
 template <class T>
-long double exact_tiny_hypot(long double v, typename Format<T>::Bits ba, typename Format<T>::Bits bb) {
-  using F = Format<T>;
+long double exact_tiny_hypot(long double v, typename kel::Format<T>::Bits ba, typename kel::Format<T>::Bits bb) {
   // Below twice the smallest normal the bit pattern of |a| is A itself
   // (subnormal: the fraction; exponent field 1: 2^52 or 2^23 plus it).
   const uint64_t ia = ba, ib = bb;
   // Adding 2^63 at 64-bit precision rounds v/u to an integer: the fraction
   // bits of the sum are that integer plus 2^63.
-  const long double shifted = v * F::kToSubnormalUnits + 0x1p63L;
-  const uint64_t n = kel::ld_bits(shifted).m - kel::kLdLeadingBit;
+  const long double shifted = v * Tiny<T>::kToSubnormalUnits + 0x1p63L;
+  const uint64_t n = kel::Ld::bits(shifted).mant - kel::Ld::kLeadingBit;
   if (ia * ia + ib * ib != n * n) return v;
-  return (shifted - 0x1p63L) * F::kSubnormalUnit;
+  return (shifted - 0x1p63L) * Tiny<T>::kSubnormalUnit;
 }
 
 // The float hypotenuse next to a float midpoint M (the screen found v within
@@ -233,13 +224,13 @@ long double exact_tiny_hypot(long double v, typename Format<T>::Bits ba, typenam
 
 template <class T>
 int hypot_element(T a, T b, T* y) {
-  using F = Format<T>;
-  const typename F::Bits ba = F::bits(a) & ~F::kSign, bb = F::bits(b) & ~F::kSign;
+  using F = kel::Format<T>;
+  const typename F::Bits ba = F::bits(a) & ~F::kSignMask, bb = F::bits(b) & ~F::kSignMask;
   if (ba == F::kInf || bb == F::kInf) {
     // A signalling NaN beside the infinity still raises invalid (through the
     // sum with it; a quiet NaN raises nothing), as on every other path.
     if (ba > F::kInf || bb > F::kInf) kel::raise_by_store<T>(a + b);
-    *y = F::from(F::kInf);
+    *y = F::from_bits(F::kInf);
     return kelStatusNoError;
   }
   if (ba > F::kInf || bb > F::kInf) {
@@ -247,10 +238,10 @@ int hypot_element(T a, T b, T* y) {
     return kelStatusNoError;
   }
   if (ba == 0 || bb == 0) {
-    *y = F::from(ba | bb);
+    *y = F::from_bits(ba | bb);
     return kelStatusNoError;
   }
-  const long double la = F::from(ba), lb = F::from(bb);
+  const long double la = F::from_bits(ba), lb = F::from_bits(bb);
   const Reduced s = reduce(la * la + lb * lb);
   const int p = s.e & 1;
   const long double mp = s.m * pow2(p);
@@ -259,7 +250,7 @@ int hypot_element(T a, T b, T* y) {
   g += (mp - g * g) * (r * 0.5L);
   long double v = g * pow2((s.e - p) / 2);
   if constexpr (sizeof(T) == 8) {
-    if (v < F::kMinNormal) v = exact_tiny_hypot<T>(v, ba, bb);
+    if (v < Tiny<T>::kMinNormal) v = exact_tiny_hypot<T>(v, ba, bb);
   } else {
     if (!kel::fr::settles<kHypotErrorUnits>(v)) v = settle_hypot(v, la, lb);
   }

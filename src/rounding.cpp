@@ -30,50 +30,30 @@ namespace {
 
 // Sign-indexed constant pairs: entry 0 for a positive element, 1 for negative.
 template <class T>
-constexpr T _ones[2] = {T(1.0), T(-1.0)};
+constexpr T kOnes[2] = {T(1.0), T(-1.0)};
 template <class T>
-constexpr T _zeros[2] = {T(0.0), T(-0.0)};
+constexpr T kZeros[2] = {T(0.0), T(-0.0)};
 template <class T>
-constexpr T _pone_nzero[2] = {T(1.0), T(-0.0)};  // Ceil of 0 < |x| < 1
+constexpr T kPlusOneMinusZero[2] = {T(1.0), T(-0.0)};  // Ceil of 0 < |x| < 1
 template <class T>
-constexpr T _pzero_none[2] = {T(0.0), T(-1.0)};  // Floor of 0 < |x| < 1
-constexpr float _halfs[2] = {0.5f, -0.5f};
-constexpr float _TWO_23H = 0x1.8p23f;  // 1.5 * 2^23: x + _TWO_23H has ulp 1 for |x| < 2^22
+constexpr T kPlusZeroMinusOne[2] = {T(0.0), T(-1.0)};  // Floor of 0 < |x| < 1
+constexpr float kHalves[2] = {0.5f, -0.5f};
+constexpr float kTwo23H = 0x1.8p23f;  // 1.5 * 2^23: x + kTwo23H has ulp 1 for |x| < 2^22
 // Round of double: a zero pair, then a one pair.
-constexpr double dRoundConsts[4] = {0.0, -0.0, 1.0, -1.0};
+constexpr double kRoundConsts[4] = {0.0, -0.0, 1.0, -1.0};
 
 // Constants of the rounding-direction probe.
 constexpr double kProbe[4] = {1.25, -0.5, -0.75, 0x1p52};
 
-// Pattern layout.  kMant is M; a pattern magnitude a with
-// a - kOne < kIntRange is 1 <= |x| < 2^M, and k = (a - kOne) >> kMant.
+// Pattern layout: M is the fraction width F::kFractionBits.  A pattern
+// magnitude a with a - F::kOne < kIntRange<T> is 1 <= |x| < 2^M, and
+// k = (a - F::kOne) >> M.
 template <class T>
-struct Fmt;
-template <>
-struct Fmt<double> {
-  using U = uint64_t;
-  static constexpr int kMant = 52;
-  static constexpr U kSign = 0x8000000000000000u;
-  static constexpr U kHalf = 0x3FE0000000000000u;     // 0.5
-  static constexpr U kOne = 0x3FF0000000000000u;      // 1.0
-  static constexpr U kIntRange = U(kMant) << kMant;   // bits(2^52) - bits(1.0)
-  static constexpr U kInf = 0x7FF0000000000000u;
-  static constexpr int kBias = 1023;
-};
-template <>
-struct Fmt<float> {
-  using U = uint32_t;
-  static constexpr int kMant = 23;
-  static constexpr U kSign = 0x80000000u;
-  static constexpr U kHalf = 0x3F000000u;
-  static constexpr U kOne = 0x3F800000u;
-  static constexpr U kIntRange = U(kMant) << kMant;   // bits(2^23) - bits(1.0)
-  static constexpr U kInf = 0x7F800000u;
-  static constexpr int kBias = 127;
-};
-
+using Fmt = kel::Format<T>;
 template <class T>
-using U = typename Fmt<T>::U;
+using U = typename Fmt<T>::Bits;
+template <class T>
+constexpr U<T> kIntRange = U<T>(Fmt<T>::kFractionBits) << Fmt<T>::kFractionBits;  // bits(2^M) - bits(1.0)
 
 // Stores a result pattern as an integer.  Copying an element through an x87
 // load and store would be exact on the hardware (precision control does not
@@ -96,18 +76,18 @@ template <class T>
 Pattern<T> pattern(const T& x) {
   U<T> b;
   __builtin_memcpy(&b, &x, sizeof b);
-  return {b, b & ~Fmt<T>::kSign, int(b >> (8 * sizeof(T) - 1))};
+  return {b, b & ~Fmt<T>::kSignMask, int(b >> (8 * sizeof(T) - 1))};
 }
 
 // 1 <= |x| < 2^M.
 template <class T>
 bool in_masked_range(const Pattern<T>& p) {
-  return p.a - Fmt<T>::kOne < Fmt<T>::kIntRange;
+  return p.a - Fmt<T>::kOne < kIntRange<T>;
 }
 
 template <class T>
 int exponent(const Pattern<T>& p) {  // k, in the masked range
-  return int((p.a - Fmt<T>::kOne) >> Fmt<T>::kMant);
+  return int((p.a - Fmt<T>::kOne) >> Fmt<T>::kFractionBits);
 }
 
 // Bits below the units position of an element in the masked range: the
@@ -115,7 +95,7 @@ int exponent(const Pattern<T>& p) {  // k, in the masked range
 // the half bit is (frac >> 1) + 1.
 template <class T>
 U<T> fraction_mask(const Pattern<T>& p) {
-  return (U<T>(1) << (Fmt<T>::kMant - exponent(p))) - 1;
+  return (U<T>(1) << (Fmt<T>::kFractionBits - exponent(p))) - 1;
 }
 
 // Elements at or beyond 2^M: finite values are copied; infinities and NaNs
@@ -126,7 +106,7 @@ void pass_through(const Pattern<T>& p, T x, T* y) {
   if (p.a < Fmt<T>::kInf)
     put(y, p.b);
   else
-    *y = x * kel::opaque(_ones<T>[0]);
+    *y = x * kel::opaque(kOnes<T>[0]);
 }
 
 // x * 1.0 with the product discarded: it only touches the status flags (a
@@ -134,7 +114,7 @@ void pass_through(const Pattern<T>& p, T x, T* y) {
 // only the pattern of a small element.
 template <class T>
 void touch_flags(T x) {
-  const long double p = x * kel::opaque(_ones<T>[0]);
+  const long double p = x * kel::opaque(kOnes<T>[0]);
   asm volatile("" : : "f"(p));
 }
 
@@ -146,7 +126,7 @@ void trunc_element(const T& x, T* y) {
   if (in_masked_range(p))
     put(y, p.b & ~fraction_mask(p));
   else if (p.a < Fmt<T>::kOne)  // |x| < 1, zeros and denormals included
-    *y = _zeros<T>[p.s];
+    *y = kZeros<T>[p.s];
   else  // |x| >= 2^M, Inf, NaN
     pass_through(p, x, y);
 }
@@ -168,7 +148,7 @@ void ceil_floor_double(const double& x, double* y) {
     if (p.a == 0)
       put(y, p.b);
     else
-      *y = Up ? _pone_nzero<double>[p.s] : _pzero_none<double>[p.s];
+      *y = Up ? kPlusOneMinusZero<double>[p.s] : kPlusZeroMinusOne<double>[p.s];
   } else {
     pass_through(p, x, y);
   }
@@ -190,19 +170,19 @@ void ceil_floor_float(const float& x, float* y) {
   if (e >= 150) {  // |x| >= 2^23, Inf, NaN
     pass_through(p, x, y);
   } else if (e == 149) {  // 2^22 <= |x| < 2^23
-    *y = (p.b & 1) ? x + _halfs[Up ? 0 : 1] : x;
+    *y = (p.b & 1) ? x + kHalves[Up ? 0 : 1] : x;
   } else if (e >= 127) {  // 1 <= |x| < 2^22
-    const float t = kel::round_to<float>(x + _TWO_23H);
-    const float r = kel::round_to<float>(t - _TWO_23H);
+    const float t = kel::round_to<float>(x + kTwo23H);
+    const float r = kel::round_to<float>(t - kTwo23H);
     if (Up)
-      *y = r < x ? r + _ones<float>[0] : r;
+      *y = r < x ? r + kOnes<float>[0] : r;
     else
-      *y = r > x ? r + _ones<float>[1] : r;
+      *y = r > x ? r + kOnes<float>[1] : r;
   } else if (p.a == 0) {
     put(y, p.b);
   } else {  // 0 < |x| < 1, denormals included
     touch_flags(x);
-    *y = Up ? _pone_nzero<float>[p.s] : _pzero_none<float>[p.s];
+    *y = Up ? kPlusOneMinusZero<float>[p.s] : kPlusZeroMinusOne<float>[p.s];
   }
 }
 
@@ -212,17 +192,17 @@ void ceil_floor_float(const float& x, float* y) {
 template <class T>
 T round_one(int s) {
   if constexpr (sizeof(T) == 8)
-    return dRoundConsts[2 + s];
+    return kRoundConsts[2 + s];
   else
-    return _ones<T>[s];
+    return kOnes<T>[s];
 }
 
 template <class T>
 T round_zero(int s) {
   if constexpr (sizeof(T) == 8)
-    return dRoundConsts[s];
+    return kRoundConsts[s];
   else
-    return _zeros<T>[s];
+    return kZeros<T>[s];
 }
 
 // The half bit is the first bit below the units position; when it is set the
@@ -251,7 +231,7 @@ void round_element(const T& x, T* y) {
 // 2^-M.  Found on the pattern, it is exact at any precision control.
 template <class T>
 U<T> fraction_of(const Pattern<T>& p, U<T> frac) {
-  constexpr int kM = Fmt<T>::kMant;
+  constexpr int kM = Fmt<T>::kFractionBits;
   const U<T> tail = p.b & frac;  // nonzero
   int j;
   if constexpr (sizeof(T) == 8)
@@ -260,7 +240,7 @@ U<T> fraction_of(const Pattern<T>& p, U<T> frac) {
     j = 31 - __builtin_clz(tail);
   const U<T> biased = U<T>(exponent(p) - kM + j + Fmt<T>::kBias);
   const U<T> mantissa = (tail << (kM - j)) & ((U<T>(1) << kM) - 1);
-  return (p.b & Fmt<T>::kSign) | (biased << kM) | mantissa;
+  return (p.b & Fmt<T>::kSignMask) | (biased << kM) | mantissa;
 }
 
 // Integral part toward zero and fractional part, both with the sign of x.
@@ -274,17 +254,17 @@ void modf_element(const T& x, T* yi, T* yf) {
       put(yf, fraction_of(p, frac));
     } else {
       put(yi, p.b);
-      *yf = _zeros<T>[p.s];
+      *yf = kZeros<T>[p.s];
     }
   } else if (p.a < Fmt<T>::kOne) {
-    *yi = _zeros<T>[p.s];
+    *yi = kZeros<T>[p.s];
     put(yf, p.b);
   } else if (p.a > Fmt<T>::kInf) {  // NaN: quiet in both outputs
     *yi = x + x;
     *yf = x + x;
   } else {  // |x| >= 2^M, Inf
     put(yi, p.b);
-    *yf = _zeros<T>[p.s];
+    *yf = kZeros<T>[p.s];
   }
 }
 
@@ -333,19 +313,19 @@ void rint_element(const T& x, T* y) {
     if constexpr (sizeof(T) == 4)
       if (Dir != kNearest || p.a < Fmt<T>::kHalf) touch_flags(x);
     if constexpr (Dir == kTowardZero) {
-      *y = _zeros<T>[p.s];
+      *y = kZeros<T>[p.s];
     } else if constexpr (Dir == kUpward) {
       if (p.a == 0)
         put(y, p.b);
       else
-        *y = _pone_nzero<T>[p.s];
+        *y = kPlusOneMinusZero<T>[p.s];
     } else if constexpr (Dir == kDownward) {
       if (p.a == 0)
         put(y, p.b);
       else
-        *y = _pzero_none<T>[p.s];
+        *y = kPlusZeroMinusOne<T>[p.s];
     } else {  // to nearest: exactly 0.5 ties to the even 0
-      *y = p.a > Fmt<T>::kHalf ? _ones<T>[p.s] : _zeros<T>[p.s];
+      *y = p.a > Fmt<T>::kHalf ? kOnes<T>[p.s] : kZeros<T>[p.s];
     }
     return;
   }
@@ -386,7 +366,7 @@ template <class T>
 
 template <auto Kernel, class T>
 KelStatus checked(const T* src, T* dst, int len) {
-  return kel::frame::unary<kel::frame::kNoGuard, Kernel>(src, dst, len, _ORX_THISFUNC_NAME);
+  return kel::frame::unary<kel::frame::kNoGuard, Kernel>(src, dst, len, unit_name);
 }
 
 }  // namespace
@@ -417,11 +397,11 @@ KEL_API KelStatus kelsRound_32f(const float* src, float* dst, int len) {
 }
 KEL_API KelStatus kelsModf_64f(const double* src, double* dstInt, double* dstFrac, int len) {
   return kel::frame::two_results<kel::frame::kNoGuard, modf_element<double>>(src, dstInt, dstFrac, len,
-                                                                             _ORX_THISFUNC_NAME);
+                                                                             unit_name);
 }
 KEL_API KelStatus kelsModf_32f(const float* src, float* dstInt, float* dstFrac, int len) {
   return kel::frame::two_results<kel::frame::kNoGuard, modf_element<float>>(src, dstInt, dstFrac, len,
-                                                                            _ORX_THISFUNC_NAME);
+                                                                            unit_name);
 }
 
 // Rint and NearbyInt are one function under two names.

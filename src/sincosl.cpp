@@ -28,12 +28,15 @@
 // and cos(+-0) = 1 exactly; |x| < 2^-32 gives x and 1 with the inexact flag
 // (and underflow for a subnormal x); infinities give NaN with the invalid
 // flag; NaNs propagate quietly.
+#include "api.h"
 #include "ld_trig.h"
 #include "x87.h"
 
 namespace {
 
 using namespace kel::ld;
+using kel::Ld;
+using kel::LdBits;
 
 constexpr long double kShifter = 0x1.8p63L;  // 1.5 * 2^63: adding it rounds to an integer
 constexpr long double kPio4 = 0x1.921fb54442d18469898cc51701b8p-1L;
@@ -48,7 +51,7 @@ inline Reduced reduce_medium(long double ax) {
   const SinCosData& t = kSinCos;
   const long double sh = ax * t.two_over_pi + kShifter;
   const long double k = sh - kShifter;
-  const uint32_t q = static_cast<uint32_t>(fields(sh).mant) & 3;
+  const uint32_t q = static_cast<uint32_t>(Ld::bits(sh).mant) & 3;
   // ax and k P1 lie within a factor 2 of each other and are multiples of
   // ulp(ax) or 2^-64: the difference is exact.  So are the products.
   const long double a = ax - k * t.pio2_cw[0];
@@ -68,11 +71,11 @@ inline uint64_t bits_at(const uint32_t* p, int pos) {
 }
 
 // Payne-Hanek for finite ax >= 2^20, given its fields.
-__attribute__((noinline)) Reduced reduce_large(Fields f) {
+__attribute__((noinline)) Reduced reduce_large(LdBits f) {
   // ax = M 2^e, M the 64-bit significand.  The words of 2/pi before j0 only
   // contribute multiples of 4 to ax * 2/pi; nine words from j0 leave at
   // least 255 fraction bits, of which the truncated tail spoils the last 64.
-  const int e = static_cast<int>(f.se & kExpMask) - static_cast<int>(kBias) - 63;
+  const int e = static_cast<int>(f.se & Ld::kExponentMask) - static_cast<int>(Ld::kBias) - 63;
   const int j0 = e >= 2 ? (e - 2) >> 5 : 0;
   constexpr int kN = 9;
   uint32_t w[kN];
@@ -112,11 +115,11 @@ __attribute__((noinline)) Reduced reduce_large(Fields f) {
     f1 = (f1 << c) | (f2 >> (64 - c));
   }
   z += c;
-  const long double fh = make(f0, kBias - 1 - z);
+  const long double fh = Ld::make(f0, Ld::kBias - 1 - z);
   long double fl = 0;
   if (f1) {
     const int c1 = __builtin_clzll(f1);
-    fl = make(f1 << c1, kBias - 1 - 64 - z - c1);
+    fl = Ld::make(f1 << c1, Ld::kBias - 1 - 64 - z - c1);
   }
   // r = (fh + fl) * pi/2, with a relative error below 2^-124.
   const DD& pio2 = kSinCos.pio2;
@@ -141,9 +144,9 @@ inline Point locate(long double rh, long double rl) {
   // slightly outside that interval; the clamp keeps the row inside the table
   // there (the result is then meaningless, but no read leaves the table).
   constexpr uint32_t kLastRow = sizeof t.rows / sizeof t.rows[0] - 1;
-  const uint32_t j = __builtin_expect((static_cast<uint32_t>(fields(sh).mant) & 63) > kLastRow, 0)
+  const uint32_t j = __builtin_expect((static_cast<uint32_t>(Ld::bits(sh).mant) & 63) > kLastRow, 0)
                          ? kLastRow
-                         : static_cast<uint32_t>(fields(sh).mant) & 63;
+                         : static_cast<uint32_t>(Ld::bits(sh).mant) & 63;
   const long double d = rh - (sh - kShifter) * 0x1p-6L;  // exact: same binade scale
   const long double u = d + rl;
   const long double u2 = u * u;
@@ -198,29 +201,29 @@ enum : int { kSine = 1, kCosine = 2, kTangent = 4 };
 // kTangent, tan(x) to *sn.
 template <int Want>
 inline void sincos(long double x, long double* sn, long double* cs) {
-  const Fields f = fields(x);
-  const uint32_t e = f.se & kExpMask;
+  const LdBits f = Ld::bits(x);
+  const uint32_t e = f.se & Ld::kExponentMask;
   const bool xneg = (f.se >> 15) != 0;
 
-  if (__builtin_expect(e == kExpMask || is_unnormal(f), 0)) {
+  if (__builtin_expect(e == Ld::kExponentMask || Ld::is_unnormal(f), 0)) {
     // Infinity: invalid, NaN.  NaN: quieted.  Unnormal: invalid, NaN.
-    const long double r = (e == kExpMask && f.mant == 0x8000000000000000ull) ? x - x : x + x;
+    const long double r = (e == Ld::kExponentMask && f.mant == 0x8000000000000000ull) ? x - x : x + x;
     if (Want & (kSine | kTangent)) *sn = r;
     if (Want & kCosine) *cs = r;
     return;
   }
-  if (e < kBias - 32) {  // |x| < 2^-32: sin x = tan x = x, cos x = 1 after rounding
+  if (e < Ld::kBias - 32) {  // |x| < 2^-32: sin x = tan x = x, cos x = 1 after rounding
     raise_tiny_argument_flags(x, f, Want & (kSine | kTangent));
     if (Want & (kSine | kTangent)) *sn = x;
     if (Want & kCosine) *cs = 1.0L;
     return;
   }
 
-  const long double ax = make(f.mant, e);
+  const long double ax = Ld::make(f.mant, e);
   Reduced r;
   if (ax < kPio4)
     r = {ax, 0.0L, 0};
-  else if (e < kBias + 20)  // |x| < 2^20
+  else if (e < Ld::kBias + 20)  // |x| < 2^20
     r = reduce_medium(ax);
   else
     r = reduce_large(f);

@@ -46,27 +46,6 @@ namespace {
 
 namespace tab = kel::sqrt_tab;
 
-constexpr uint64_t kExpMask = 0x7FF0000000000000ull;
-constexpr uint64_t kFracMask = 0x000FFFFFFFFFFFFFull;
-
-// The element's own format: exponent field, sign and -Inf patterns.
-template <class T>
-struct Layout;
-template <>
-struct Layout<double> {
-  using Bits = uint64_t;
-  static constexpr Bits kExp = kExpMask;
-  static constexpr Bits kSign = 0x8000000000000000ull;
-  static constexpr Bits kMinusInf = 0xFFF0000000000000ull;
-};
-template <>
-struct Layout<float> {
-  using Bits = uint32_t;
-  static constexpr Bits kExp = 0x7F800000u;
-  static constexpr Bits kSign = 0x80000000u;
-  static constexpr Bits kMinusInf = 0xFF800000u;
-};
-
 // sqrt(x) for x positive and finite, rounded to a double.  subnormal says
 // whether x is a subnormal of the element's format (the float members pass
 // their own classification: a float subnormal is a normal double).
@@ -84,13 +63,13 @@ struct Layout<float> {
   const uint64_t b = kel::bits(x);
   const int u = static_cast<int>(b >> 52) - 1023;  // sign bit is clear
   const int p = u & 1;                              // parity, also for u < 0
-  const double m = kel::double_from_bits((b & kFracMask) | kel::bits(t[tab::kOne]));
+  const double m = kel::double_from_bits((b & kel::Format<double>::kFractionMask) | kel::bits(t[tab::kOne]));
   const double mp = m * t[tab::kParity + p];  // m' in [1, 4), exact
 
   // 2^k with k = (u - p)/2 - c in [-537, 511]: k + 1023 written into the
   // exponent field of 1.0 (the mask keeps the field arithmetic modulo 2^11).
   const int k = (u - p) / 2 - c;
-  const double s = kel::double_from_bits((kel::bits(t[tab::kOne]) & ~kExpMask) |
+  const double s = kel::double_from_bits((kel::bits(t[tab::kOne]) & ~kel::Format<double>::kExponentMask) |
                                          (static_cast<uint64_t>((k + 1023) & 0x7FF) << 52));
 
   const double y = t[p * 256 + static_cast<int>((b >> 44) & 0xFF)];
@@ -130,11 +109,11 @@ struct Layout<float> {
 //   other negatives give the default NaN and a domain report.
 template <class T>
 int sqrt_element(T x, T* y) {
-  using L = Layout<T>;
-  const typename L::Bits b = kel::bits(x);
+  using F = kel::Format<T>;
+  const typename F::Bits b = kel::bits(x);
   const double* t = _orxdSqrtHATab;
-  if ((b & L::kExp) == L::kExp) {
-    if (b == L::kMinusInf) {
+  if ((b & F::kExponentMask) == F::kExponentMask) {
+    if (b == (F::kSignMask | F::kInf)) {
       *y = static_cast<T>(t[tab::kZero] / t[tab::kZero]);
       return kelStatusDomain;
     }
@@ -145,11 +124,11 @@ int sqrt_element(T x, T* y) {
     *y = x;
     return kelStatusNoError;
   }
-  if (b & L::kSign) {
+  if (b & F::kSignMask) {
     *y = static_cast<T>(t[tab::kZero] / t[tab::kZero]);
     return kelStatusDomain;
   }
-  *y = static_cast<T>(positive_root(x, (b & L::kExp) == 0));
+  *y = static_cast<T>(positive_root(x, (b & F::kExponentMask) == 0));
   return kelStatusNoError;
 }
 

@@ -16,12 +16,15 @@
 // Special values: sqrt(+-0) = +-0, sqrt(+inf) = +inf, a negative x (or -inf)
 // gives NaN with the invalid flag, NaNs propagate quietly.  Subnormals are
 // normalised first.  The control word is not read or written.
+#include "api.h"
 #include "ld_trig.h"
 #include "x87.h"
 
 namespace {
 
 using namespace kel::ld;
+using kel::Ld;
+using kel::LdBits;
 
 struct U128 {
   uint64_t hi, lo;
@@ -82,12 +85,12 @@ inline uint64_t isqrt_nearest(U128 n, uint64_t m64) {
 }  // namespace
 
 KEL_API long double orxsqrtl_scalar(long double x) {
-  const Fields f = fields(x);
-  const uint32_t e = f.se & kExpMask;
+  const LdBits f = Ld::bits(x);
+  const uint32_t e = f.se & Ld::kExponentMask;
   const bool neg = (f.se >> 15) != 0;
 
-  if (__builtin_expect(e == kExpMask || is_unnormal(f), 0)) {
-    if (neg && e == kExpMask && f.mant == 0x8000000000000000ull) return x - x;  // -inf: invalid
+  if (__builtin_expect(e == Ld::kExponentMask || Ld::is_unnormal(f), 0)) {
+    if (neg && e == Ld::kExponentMask && f.mant == 0x8000000000000000ull) return x - x;  // -inf: invalid
     return x + x;                                                               // +inf, NaN, unnormal
   }
   if (f.mant == 0) return x;  // +-0
@@ -98,11 +101,11 @@ KEL_API long double orxsqrtl_scalar(long double x) {
 
   // x = M 2^(E - 63) with M normalised.
   uint64_t mant = f.mant;
-  int exp = static_cast<int>(e) - static_cast<int>(kBias);
+  int exp = static_cast<int>(e) - static_cast<int>(Ld::kBias);
   if (e == 0) {  // subnormal (or pseudo-denormal)
     const int z = __builtin_clzll(mant);
     mant <<= z;
-    exp = 1 - static_cast<int>(kBias) - z;
+    exp = 1 - static_cast<int>(Ld::kBias) - z;
   }
   // N = m 2^126 with m = M 2^-63 (E even) or M 2^-62 (E odd).
   const bool odd = exp & 1;
@@ -110,5 +113,5 @@ KEL_API long double orxsqrtl_scalar(long double x) {
   const uint64_t s = isqrt_nearest(n, n.hi);
   const U128 s2 = mul(s, s);
   if (s2.hi != n.hi || s2.lo != n.lo) kel::raise_by_store<long double>(kel::opaque(1.0L) + 0x1p-100L);
-  return make(s, static_cast<uint32_t>(static_cast<int>(kBias) + (exp >> 1)));
+  return Ld::make(s, static_cast<uint32_t>(static_cast<int>(Ld::kBias) + (exp >> 1)));
 }

@@ -39,8 +39,6 @@ KEL_NAME_OBJECT
 namespace kel::trig {
 namespace {
 
-inline int biased_exponent(double x) { return static_cast<int>((bits(x) >> 52) & 0x7FF); }
-inline bool is_infinite(double x) { return (bits(x) << 1) == (uint64_t(0x7FF) << 53); }
 
 // Slots of the sine/cosine table after the 64 rows.
 enum : int {
@@ -85,7 +83,7 @@ struct SinCosArg {
 SinCosArg reduce_sincos(double x, const double* tab) {
   double r = x, rl = 0.0;
   int q = 0;
-  if (biased_exponent(x) >= 1040) {  // abs(x) >= 2^17
+  if (Format<double>::biased_exponent(x) >= 1040) {  // abs(x) >= 2^17
     double rr[2];
     q = reduce::reduce_pio2d(x, rr);
     r = rr[0];
@@ -113,8 +111,8 @@ SinCosArg reduce_sincos(double x, const double* tab) {
 
 double _dSin(double x) {
   const double* tab = _orxdSinCosHATab;
-  const int e = biased_exponent(x);
-  if (e == 0x7FF) return is_infinite(x) ? x * tab[kTwo55 + 3] : x * x;
+  const int e = Format<double>::biased_exponent(x);
+  if (e == 0x7FF) return is_inf(x) ? x * tab[kTwo55 + 3] : x * x;
   if (e < 771) {  // abs(x) < 2^-252: x, inexact unless zero
     if (is_zero(x)) return x;
     return (x * tab[kTwo55] - x) * tab[kTwo55 + 1];
@@ -125,8 +123,8 @@ double _dSin(double x) {
 
 double _dCos(double x) {
   const double* tab = _orxdSinCosHATab;
-  const int e = biased_exponent(x);
-  if (e == 0x7FF) return is_infinite(x) ? x * tab[kCosOne + 1] : x * x;
+  const int e = Format<double>::biased_exponent(x);
+  if (e == 0x7FF) return is_inf(x) ? x * tab[kCosOne + 1] : x * x;
   if (e < 771) {  // 1 - x rounds to 1, inexact unless zero
     if (is_zero(x)) return tab[kCosOne];
     return tab[kCosOne] - x;
@@ -137,9 +135,9 @@ double _dCos(double x) {
 
 void _dSinCos(double x, double* sine, double* cosine) {
   const double* tab = _orxdSinCosHATab;
-  const int e = biased_exponent(x);
+  const int e = Format<double>::biased_exponent(x);
   if (e == 0x7FF) {
-    const double v = is_infinite(x) ? x * tab[kTwo55 + 3] : x * x;
+    const double v = is_inf(x) ? x * tab[kTwo55 + 3] : x * x;
     *sine = v;
     *cosine = v;
     return;
@@ -284,8 +282,8 @@ enum : int {
 
 double _dTan(double x) {
   const double* tab = _orxdTanHATab;
-  const int ex = biased_exponent(x);
-  if (ex == 0x7FF) return is_infinite(x) ? x * tab[kTanZero] : x * x;
+  const int ex = Format<double>::biased_exponent(x);
+  if (ex == 0x7FF) return is_inf(x) ? x * tab[kTanZero] : x * x;
   if (ex < 771) {
     if (is_zero(x)) return x;
     return (x * tab[kTanTwo55] - x) * tab[kTanTwo55 + 1];
@@ -306,19 +304,20 @@ double _dTan(double x) {
 namespace {
 
 using namespace kel::trig;
+using kel::is_inf;
 
 template <class T>
 int sin_element(T x, T* y) {
   const double xd = x;
   *y = static_cast<T>(_dSin(xd));
-  return is_infinite(xd) ? kelStatusDomain : kelStatusNoError;
+  return is_inf(xd) ? kelStatusDomain : kelStatusNoError;
 }
 
 template <class T>
 int cos_element(T x, T* y) {
   const double xd = x;
   *y = static_cast<T>(_dCos(xd));
-  return is_infinite(xd) ? kelStatusDomain : kelStatusNoError;
+  return is_inf(xd) ? kelStatusDomain : kelStatusNoError;
 }
 
 template <class T>
@@ -328,14 +327,14 @@ int sincos_element(T x, T* s, T* c) {
   _dSinCos(xd, &sd, &cd);
   *s = static_cast<T>(sd);
   *c = static_cast<T>(cd);
-  return is_infinite(xd) ? kelStatusDomain : kelStatusNoError;
+  return is_inf(xd) ? kelStatusDomain : kelStatusNoError;
 }
 
 template <class T>
 int tan_element(T x, T* y) {
   const double xd = x;
   *y = static_cast<T>(_dTan(xd));
-  return is_infinite(xd) ? kelStatusDomain : kelStatusNoError;
+  return is_inf(xd) ? kelStatusDomain : kelStatusNoError;
 }
 
 

@@ -3,6 +3,7 @@
 // (trig_sc.cpp).
 #pragma once
 
+#include "fp.h"
 #include "x87.h"
 
 namespace kel::trig {

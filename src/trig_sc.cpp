@@ -15,6 +15,7 @@
 // The kernels need 53-bit precision: the routines set it (with round to
 // nearest) only when the precision field differs, and restore the caller's
 // word afterwards.
+#include "api.h"
 #include "trig.h"
 
 namespace {

@@ -1,4 +1,5 @@
 // The version record of this build.
+#include "api.h"
 #include "x87.h"
 
 namespace {

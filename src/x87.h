@@ -13,10 +13,6 @@
 
 #include <cstdint>
 
-#include "kelvm.h"
-
-#define KEL_API extern "C" __attribute__((visibility("default")))
-
 namespace kel {
 
 // Control-word fields.
@@ -90,25 +86,6 @@ inline T opaque(T v) {
 // Raises the invalid flag: inf - inf in the x87 unit, stored to a discarded
 // double (a NaN operand that the arithmetic skips still signals this way).
 inline void raise_invalid() { raise_by_store<double>(opaque(__builtin_infl()) - opaque(__builtin_infl())); }
-
-// Bit patterns.
-inline uint64_t bits(double x) { return __builtin_bit_cast(uint64_t, x); }
-inline uint32_t bits(float x) { return __builtin_bit_cast(uint32_t, x); }
-inline double double_from_bits(uint64_t b) { return __builtin_bit_cast(double, b); }
-inline float float_from_bits(uint32_t b) { return __builtin_bit_cast(float, b); }
-inline uint32_t high_word(double x) { return static_cast<uint32_t>(bits(x) >> 32); }
-inline uint32_t low_word(double x) { return static_cast<uint32_t>(bits(x)); }
-
-// Classes read from the pattern alone: no comparison, so no flag even for a
-// signalling NaN.
-inline bool is_inf_or_nan(double x) { return (high_word(x) & 0x7FF00000) == 0x7FF00000; }
-inline bool is_inf_or_nan(float x) { return (bits(x) & 0x7F800000) == 0x7F800000; }
-inline bool is_zero(double x) { return (bits(x) << 1) == 0; }
-inline bool is_signalling(double x) {
-  return (bits(x) << 1) > (uint64_t{0x7FF} << 53) && (bits(x) & (uint64_t{1} << 51)) == 0;
-}
-inline bool is_signalling(float x) { return (bits(x) << 1) > (0x7F800000u << 1) && (bits(x) & 0x00400000u) == 0; }
-inline bool is_zero(float x) { return (bits(x) << 1) == 0; }
 
 // Takes the x87 precision and rounding fields under control for one call:
 // if bits 8-11 of the caller's control word differ from Guard, the word is

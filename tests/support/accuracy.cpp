@@ -119,9 +119,9 @@ bool part_class_error(T y, mpfr_srcptr exact) {
 // Exponent of the ulp of a value of magnitude 2^(e-1) <= |v| < 2^e in T.
 template <class T>
 long ulp_exponent(mpfr_srcptr magnitude) {
-  const long binade = mpfr_zero_p(magnitude) ? Format<T>::min_exp
-                                               : std::max<long>(mpfr_get_exp(magnitude) - 1, Format<T>::min_exp);
-  return binade - (Format<T>::digits - 1);
+  const long binade = mpfr_zero_p(magnitude) ? Format<T>::kMinExp
+                                               : std::max<long>(mpfr_get_exp(magnitude) - 1, Format<T>::kMinExp);
+  return binade - (Format<T>::kDigits - 1);
 }
 
 // |y - exact| scaled by 2^-ulp_exp.
@@ -178,9 +178,9 @@ T correctly_rounded(mpfr_srcptr exact) {
   // ternary value carried along keeps the second rounding of a subnormal
   // correct.  MPFR writes x = m * 2^e with 0.5 <= m < 1: the smallest
   // subnormal of T is 2^(min_exp - digits + 1), that is e = min_exp - digits + 2.
-  Mpfr r(Format<T>::digits);
+  Mpfr r(Format<T>::kDigits);
   int t = mpfr_set(r.v, exact, MPFR_RNDN);
-  ExponentRange range(Format<T>::min_exp - Format<T>::digits + 2, Format<T>::max_exp + 1);
+  ExponentRange range(Format<T>::kMinExp - Format<T>::kDigits + 2, Format<T>::kMaxExp + 1);
   t = mpfr_check_range(r.v, t, MPFR_RNDN);
   mpfr_subnormalize(r.v, t, MPFR_RNDN);
   return get<T>(r.v);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "../../src/fp.h"
 #include "kelvm.h"
 
 namespace kelacc {
@@ -21,21 +22,9 @@ using MpfrBinary = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
 using MpcUnary = int (*)(mpc_ptr, mpc_srcptr, mpc_rnd_t);
 using MpcBinary = int (*)(mpc_ptr, mpc_srcptr, mpc_srcptr, mpc_rnd_t);
 
-// Format traits: significand bits and the exponent of the smallest normal.
-template <class T>
-struct Format;
-template <>
-struct Format<float> {
-  static constexpr int digits = 24, min_exp = -126, max_exp = 127;
-};
-template <>
-struct Format<double> {
-  static constexpr int digits = 53, min_exp = -1022, max_exp = 1023;
-};
-template <>
-struct Format<long double> {
-  static constexpr int digits = 64, min_exp = -16382, max_exp = 16383;
-};
+// Format traits (significand bits kDigits, exponents kMinExp of the smallest
+// normal and kMaxExp of the largest finite value): the library's own.
+using kel::Format;
 
 // The part type of a complex element, and whether T is one.
 template <class C>

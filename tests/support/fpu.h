@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "../../src/fp.h"
 #include "../../src/x87.h"
 
 namespace kelfpu {
@@ -75,24 +76,11 @@ bool same_bits(T a, T b) {
   return std::memcmp(&a, &b, std::is_same_v<T, long double> ? 10 : sizeof(T)) == 0;
 }
 
-// A long double's fields, read and written as bytes (no x87 arithmetic, so
-// the caller's precision control does not matter).
-struct LdFields {
-  uint64_t mant;  // explicit integer bit included
-  uint16_t se;    // sign and biased exponent
-};
-inline LdFields ld_fields(long double x) {
-  LdFields f;
-  std::memcpy(&f.mant, &x, 8);
-  std::memcpy(&f.se, reinterpret_cast<const char*>(&x) + 8, 2);
-  return f;
-}
-inline long double ld_from(uint16_t se, uint64_t mant) {
-  long double x = 0;
-  std::memcpy(&x, &mant, 8);
-  std::memcpy(reinterpret_cast<char*>(&x) + 8, &se, 2);
-  return x;
-}
+// A long double's fields through the library's 80-bit view (memory only, no
+// x87 arithmetic, so the caller's precision control does not matter).
+using LdFields = kel::LdBits;
+inline LdFields ld_fields(long double x) { return kel::Ld::bits(x); }
+inline long double ld_from(uint16_t se, uint64_t mant) { return kel::Ld::make(mant, se); }
 inline long double ld_make(int sign, int biased_exponent, uint64_t mant) {
   return ld_from(static_cast<uint16_t>(sign << 15 | biased_exponent), mant);
 }

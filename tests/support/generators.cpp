@@ -41,7 +41,7 @@ T saturation(int (*g)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t)) {
   return rounded<T>([g](mpfr_ptr r) {
     mpfr_t m;
     mpfr_init2(m, 128);
-    mpfr_set_ui_2exp(m, 1, -(Format<T>::digits + 1), MPFR_RNDN);
+    mpfr_set_ui_2exp(m, 1, -(Format<T>::kDigits + 1), MPFR_RNDN);
     mpfr_ui_sub(m, 1, m, MPFR_RNDN);
     g(r, m, MPFR_RNDN);
     mpfr_clear(m);
@@ -152,8 +152,8 @@ std::vector<T> Sampler<T>::take() {
 
 template <class T>
 Inputs<T> gen_exp(size_t n, uint64_t seed) {
-  constexpr int lo = Format<T>::min_exp - Format<T>::digits, hi = Format<T>::max_exp + 1;
-  const T overflow = log_of_pow2<T>(hi), underflow = log_of_pow2<T>(lo - 1), normal = log_of_pow2<T>(Format<T>::min_exp);
+  constexpr int lo = Format<T>::kMinExp - Format<T>::kDigits, hi = Format<T>::kMaxExp + 1;
+  const T overflow = log_of_pow2<T>(hi), underflow = log_of_pow2<T>(lo - 1), normal = log_of_pow2<T>(Format<T>::kMinExp);
   Sampler<T> s(n, seed);
   s.specials()
       .bits(underflow * T(1.01), overflow * T(1.01), 0.35)
@@ -198,7 +198,7 @@ template <class T>
 Inputs<T> gen_trig(size_t n, uint64_t seed) {
   // Multiples of pi/2 up to 2^(digits/2 + 10): there the nearest T to k pi/2
   // still lands close to a zero or a pole of the function.
-  const double kmax = std::ldexp(1.0, Format<T>::digits / 2 + 10);
+  const double kmax = std::ldexp(1.0, Format<T>::kDigits / 2 + 10);
   Sampler<T> s(n, seed);
   s.specials()
       .both_signs(T(0x1p-8), T(0x1p10), 0.3)
@@ -290,7 +290,7 @@ Inputs<T> gen_atanh(size_t n, uint64_t seed) {
 template <class T>
 Inputs<T> gen_inv(size_t n, uint64_t seed) {
   // 1/x is subnormal above 2^-min_exp and overflows below 2^-max_exp-1.
-  const T sub = std::ldexp(T(1), -Format<T>::min_exp), over = std::ldexp(T(1), -Format<T>::max_exp - 1);
+  const T sub = std::ldexp(T(1), -Format<T>::kMinExp), over = std::ldexp(T(1), -Format<T>::kMaxExp - 1);
   Sampler<T> s(n, seed);
   s.specials()
       .both_signs(T(0.5), T(2), 0.15)
@@ -310,7 +310,7 @@ Inputs<T> gen_sqrt(size_t n, uint64_t seed) {
       .around({T(1), T(2), T(4), T(0.5)}, 32, 0.1)
       .bits(L<T>::denorm_min(), L<T>::min(), 0.1)
       .custom(0.07, [](std::mt19937_64& r) {  // exact squares
-        const T k = T(r() % (uint64_t{1} << (Format<T>::digits / 2)));
+        const T k = T(r() % (uint64_t{1} << (Format<T>::kDigits / 2)));
         return k * k;
       })
       .bits(-L<T>::max(), T(0), 0.03);
@@ -355,7 +355,7 @@ Inputs<T> gen_erfinv(size_t n, uint64_t seed) {
 
 template <class T>
 Inputs<T> gen_rounding(size_t n, uint64_t seed) {
-  const T big = std::ldexp(T(1), Format<T>::digits - 1);
+  const T big = std::ldexp(T(1), Format<T>::kDigits - 1);
   Sampler<T> s(n, seed);
   s.specials()
       .both_signs(T(0x1p-4), big * 4, 0.35)
@@ -395,11 +395,11 @@ Inputs<T> gen_div(size_t n, uint64_t seed) {
   std::uniform_int_distribution<int> e(-8, 8);
   for (size_t i = 0; i < n; i += 4) {  // quotients near the overflow and underflow limits
     if (!std::isfinite(in.b[i]) || in.b[i] == 0) continue;
-    const int target = (r() & 1) ? Format<T>::max_exp + e(r) : Format<T>::min_exp - Format<T>::digits + e(r);
+    const int target = (r() & 1) ? Format<T>::kMaxExp + e(r) : Format<T>::kMinExp - Format<T>::kDigits + e(r);
     int eb;
     std::frexp(in.b[i], &eb);
     const int ea = target + eb;
-    if (ea > Format<T>::max_exp || ea < Format<T>::min_exp - Format<T>::digits + 1) continue;
+    if (ea > Format<T>::kMaxExp || ea < Format<T>::kMinExp - Format<T>::kDigits + 1) continue;
     in.a[i] = std::ldexp(T(1) + T(r() % 1024) / 1024, ea) * (r() & 1 ? 1 : -1);
   }
   return in;
@@ -433,7 +433,7 @@ Inputs<T> gen_pow(size_t n, uint64_t seed) {
     switch (r() % 3) {
       case 0: {  // x^y near the overflow and underflow limits
         const T xi = T(u(r));
-        const double lim = (r() & 1) ? Format<T>::max_exp + 1 : Format<T>::min_exp - Format<T>::digits;
+        const double lim = (r() & 1) ? Format<T>::kMaxExp + 1 : Format<T>::kMinExp - Format<T>::kDigits;
         in.a[i] = xi;
         in.b[i] = rounded<T>([&](mpfr_ptr q) {
           mpfr_set_ld(q, xi, MPFR_RNDN);
@@ -512,7 +512,7 @@ Inputs<C> gen_complex(size_t n, uint64_t seed) {
 template <class C>
 Inputs<C> gen_complex_exp(size_t n, uint64_t seed) {
   using T = typename PartOf<C>::type;
-  const T over = log_of_pow2<T>(Format<T>::max_exp + 1) * T(1.05);
+  const T over = log_of_pow2<T>(Format<T>::kMaxExp + 1) * T(1.05);
   Sampler<T> re(n, seed), im(n, seed + 1);
   re.specials().both_signs(T(0x1p-8), over, 0.6).both_signs(L<T>::denorm_min(), T(0x1p-8), 0.1).whole(0.1);
   im.specials().both_signs(T(0x1p-8), T(0x1p8), 0.5).multiples(mpfr_const_pi, -1, 1 << 12, 2, 0.2).whole(0.1);
