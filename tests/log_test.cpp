@@ -189,10 +189,8 @@ TEST(LogPaths, LowAccuracyHalvesFromSqrt2) {
   }
 }
 
-// The registered sweep, plus inputs near 1 and a cloud around both switch points.
-TEST(LogAccuracy, RegisteredAndNearOne) {
-  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Ln);
-  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Log10);
+// Inputs near 1 and a cloud around both switch points.
+TEST(LogAccuracy, NearOne) {
   auto near = kelacc::random_uniform<double>(1 - 0x1p-5, 1 + 0x1p-5, sized(1000, 50000), 23);
   for (double b : {0x1.4p-7, 0x1.8p-8})
     for (int k = -40; k <= 40; ++k)

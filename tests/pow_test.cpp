@@ -121,9 +121,4 @@ TEST(Powx, EqualsPowWithTheExponentRepeatedUnderAnyControlWord) {
   for (int i = 0; i < 6; ++i) EXPECT_TRUE(same_bits(af[i], bf[i])) << xf[i];
 }
 
-TEST(PowAccuracy, EveryMemberWithinItsBound) {
-  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Pow);
-  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Powx);
-}
-
 }  // namespace

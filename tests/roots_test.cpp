@@ -187,13 +187,6 @@ TEST(Hypot, SpecialInputs) {
   check_hypot(kHypot32);
 }
 
-TEST(Roots, AccurateToTheFlavourBounds) {
-  KELACC_EXPECT_REAL_FAMILY_ACCURATE(InvSqrt);
-  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Cbrt);
-  KELACC_EXPECT_REAL_FAMILY_ACCURATE(InvCbrt);
-  KELACC_EXPECT_REAL_FAMILY_ACCURATE(Hypot);
-}
-
 // The design bound: one rounding of a value within a few 2^-64 of the result.
 TEST(Roots, WithinHalfAnUlpAndAHundredth) {
   const size_t n = sized(1000, 50000);
