@@ -75,9 +75,7 @@ struct Format<long double> {
   static constexpr int kMinExp = 1 - kBias;
   static constexpr int kMaxExp = kBias;
   static constexpr uint32_t kExponentMask = 0x7FFF;  // of se; also the infinity/NaN field
-  static constexpr uint32_t kSignBit = 0x8000;       // of se
   static constexpr uint64_t kLeadingBit = uint64_t{1} << 63;
-  static constexpr uint64_t kQuietBit = uint64_t{1} << 62;
 
   static LdBits bits(long double x) { return __builtin_bit_cast(LdBits, x); }
   static long double from_bits(LdBits b) { return __builtin_bit_cast(long double, b); }
