@@ -73,8 +73,8 @@ inline long double atan2_core(long double y, long double x) {
   constexpr uint64_t kInfMant = 0x8000000000000000ull;
 
   // NaNs (and the invalid unnormal encodings) propagate through x + y.
-  if ((ey == Ld::kExponentMask && fy.mant != kInfMant) || (ex == Ld::kExponentMask && fx.mant != kInfMant) || Ld::is_unnormal(fy) ||
-      Ld::is_unnormal(fx))
+  if ((ey == Ld::kExponentMask && fy.mant != kInfMant) || (ex == Ld::kExponentMask && fx.mant != kInfMant) ||
+      Ld::is_unnormal(fy) || Ld::is_unnormal(fx))
     return x + y;
   if (ey == Ld::kExponentMask) {  // y infinite
     if (ex == Ld::kExponentMask) return negate_if(constant(xneg ? t.three_pio4 : t.pio4), yneg);

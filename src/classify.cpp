@@ -26,7 +26,8 @@ kel::LdBits widen(uint32_t sign, int exp, uint64_t frac, int frac_bits, int bias
   const int max_exp = 2 * bias + 1;
   if (exp == max_exp) return {kel::Ld::kLeadingBit | frac << (63 - frac_bits), static_cast<uint16_t>(s | 0x7FFF), {}};
   if (exp != 0)
-    return {kel::Ld::kLeadingBit | frac << (63 - frac_bits), static_cast<uint16_t>(s | (exp - bias + kel::Ld::kBias)), {}};
+    return {kel::Ld::kLeadingBit | frac << (63 - frac_bits), static_cast<uint16_t>(s | (exp - bias + kel::Ld::kBias)),
+            {}};
   if (frac == 0) return {0, s, {}};
   const int lz = __builtin_clzll(frac);
   // frac * 2^(1 - bias - frac_bits) with the leading bit moved to bit 63.

@@ -99,7 +99,8 @@ struct Reduced {
 };
 inline Reduced reduce(long double x) {
   const kel::LdBits b = kel::Ld::bits(x);
-  return {kel::Ld::make(b.mant, kel::Ld::kBias), kel::Ld::biased_exponent(b) - kel::Ld::kBias, static_cast<int>((b.mant >> 55) & 0xFF)};
+  return {kel::Ld::make(b.mant, kel::Ld::kBias), kel::Ld::biased_exponent(b) - kel::Ld::kBias,
+          static_cast<int>((b.mant >> 55) & 0xFF)};
 }
 
 inline long double pow2(int k) { return kel::Ld::pow2_field(k + kel::Ld::kBias); }
