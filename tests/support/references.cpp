@@ -233,6 +233,13 @@ std::vector<F> families(Domain d1, Domain d2, Make make) {
   return t;
 }
 
+template <class F>
+const F* find_in(const std::vector<F>& table, std::string_view name) {
+  for (const auto& f : table)
+    if (name == f.name) return &f;
+  return nullptr;
+}
+
 }  // namespace
 
 // The generators in the order of kelcat::Sample: the real designs, then the
@@ -282,21 +289,9 @@ const std::vector<KernelFunction>& kernel_functions() {
   return table;
 }
 
-const RealFunction* find_real(std::string_view family) {
-  for (const auto& f : real_functions())
-    if (family == f.name) return &f;
-  return nullptr;
-}
-const ComplexFunction* find_complex(std::string_view family) {
-  for (const auto& f : complex_functions())
-    if (family == f.name) return &f;
-  return nullptr;
-}
-const KernelFunction* find_kernel(std::string_view name) {
-  for (const auto& f : kernel_functions())
-    if (name == f.name) return &f;
-  return nullptr;
-}
+const RealFunction* find_real(std::string_view family) { return find_in(real_functions(), family); }
+const ComplexFunction* find_complex(std::string_view family) { return find_in(complex_functions(), family); }
+const KernelFunction* find_kernel(std::string_view name) { return find_in(kernel_functions(), name); }
 
 namespace {
 
