@@ -4,12 +4,16 @@
 // scripts/accuracy_report.sh).
 //
 //   kelvm_accuracy_report [--samples N] [--seed S] [--exhaustive] [--range LO:HI]
-//                         [--only NAME]... [--out FILE] [--data DIR]
+//                         [--only NAME]... [--out FILE] [--data DIR] [--rounding FILE]
 //
 // --samples  inputs per real function (complex: N/4, kernels: N/2); default 100000
 // --exhaustive  every float bit pattern for the one-argument float functions
 // --range    restricts --exhaustive to the bit patterns LO..HI-1 (hex)
 // --only     only functions whose name contains NAME
+// --rounding how each float member's correct rounding is known (a record of
+//            the float-rounding long mode, one tab-separated line per sweep:
+//            family, ours|fixed, inputs, misses, MPFR decisions, first miss,
+//            method; '#' lines are notes); default docs/accuracy/correct_rounding.tsv
 // The functions are found by name (dlsym), so the report covers whatever the
 // library exports at the time; absent functions are listed as such.
 #include <dlfcn.h>
@@ -38,7 +42,44 @@ struct Options {
   std::vector<std::string> only;
   std::string out = "docs/accuracy.md";
   std::string data = "docs/accuracy";
+  std::string rounding = "docs/accuracy/correct_rounding.tsv";
 };
+
+// The correct-rounding record: the cell text per family and the notes.
+struct RoundingRecord {
+  std::map<std::string, std::string> cells;
+  std::vector<std::string> notes;
+};
+
+RoundingRecord read_rounding(const std::string& path) {
+  RoundingRecord rec;
+  FILE* f = std::fopen(path.c_str(), "r");
+  if (!f) return rec;
+  char line[1024];
+  while (std::fgets(line, sizeof line, f)) {
+    std::string l(line);
+    while (!l.empty() && (l.back() == '\n' || l.back() == '\r')) l.pop_back();
+    if (l.empty()) continue;
+    if (l[0] == '#') {
+      rec.notes.push_back(l.substr(l.find_first_not_of("# ")));
+      continue;
+    }
+    std::vector<std::string> field;
+    for (size_t a = 0, b; a <= l.size(); a = b + 1) {
+      b = l.find('\t', a);
+      if (b == std::string::npos) b = l.size();
+      field.push_back(l.substr(a, b - a));
+    }
+    if (field.size() < 7) continue;
+    const bool fixed_algorithm = field[1] == "fixed";
+    std::string text = field[6] + "; " + field[2] + ": " + field[3] + (field[3] == "1" ? " miss" : " misses");
+    if (fixed_algorithm && field[3] != "0") text += " (first " + field[5] + ")";
+    std::string& c = rec.cells[field[0]];
+    c += (c.empty() ? "" : "<br>") + text;
+  }
+  std::fclose(f);
+  return rec;
+}
 
 struct Row {
   ExportedName name;
@@ -117,6 +158,11 @@ void write_histograms(const Options& o, const std::vector<Row>& rows) {
 
 void write_markdown(const Options& o, const std::vector<Row>& rows, const std::vector<ExportedName>& absent,
                     size_t total) {
+  const RoundingRecord rounding = read_rounding(o.rounding);
+  // A family's table gets the correct-rounding column when the record has it.
+  auto has_rounding = [&](const Row& r) {
+    return r.name.kind == ExportedName::real && rounding.cells.count(r.name.family) != 0;
+  };
   FILE* f = std::fopen(o.out.c_str(), "w");
   if (!f) {
     std::fprintf(stderr, "cannot write %s\n", o.out.c_str());
@@ -146,6 +192,15 @@ void write_markdown(const Options& o, const std::vector<Row>& rows, const std::v
                               "counts of the table otherwise"
                             : "the sample counts of the table",
                o.seed, kKernelBound);
+  if (!rounding.cells.empty()) {
+    std::fprintf(f,
+                 "Correct rounding of the float members: the tables of the real families say, for the 32f "
+                 "members, how it is known: a sweep of every float input, or random pairs for two-argument "
+                 "members, with the number of results that differ from the correctly rounded one. The three "
+                 "float members of a family share one kernel, so one sweep stands for all three.");
+    for (const std::string& n : rounding.notes) std::fprintf(f, " %s", n.c_str());
+    std::fprintf(f, "\n\n");
+  }
   std::string current;
   for (const auto& r : rows) {
     const std::string key = std::string(kind_name(r.name.kind)) + "-" + r.name.family;
@@ -153,16 +208,19 @@ void write_markdown(const Options& o, const std::vector<Row>& rows, const std::v
       current = key;
       std::fprintf(f, "## %s (%s)\n\n![error distribution of %s](accuracy/%s.png)\n\n", r.name.family.c_str(),
                    kind_name(r.name.kind), r.name.family.c_str(), key.c_str());
-      std::fprintf(f, "| Function | Samples | Max ulp | Mean ulp | Bound | Within | Class errors | Worst input |\n");
-      std::fprintf(f, "|---|---:|---:|---:|---:|---|---:|---|\n");
+      std::fprintf(f, "| Function | Samples | Max ulp | Mean ulp | Bound | Within | Class errors | Worst input |%s\n",
+                   has_rounding(r) ? " Correct rounding |" : "");
+      std::fprintf(f, "|---|---:|---:|---:|---:|---|---:|---|%s\n", has_rounding(r) ? "---|" : "");
     }
     const Summary& s = r.summary;
     const bool ok = s.max_ulps <= r.bound && s.class_errors == 0;
     std::string worst = s.worst_case.empty() ? "" : "`" + cell(s.worst_case) + "`";
     if (s.class_errors) worst += "<br>first class error: `" + cell(s.first_class_error) + "`";
-    std::fprintf(f, "| `%s` | %zu%s | %s | %s | %g | %s | %zu | %s |\n", r.name.name.c_str(), s.samples,
+    std::string how;
+    if (has_rounding(r)) how = " " + (r.name.type == "32f" ? rounding.cells.at(r.name.family) : std::string()) + " |";
+    std::fprintf(f, "| `%s` | %zu%s | %s | %s | %g | %s | %zu | %s |%s\n", r.name.name.c_str(), s.samples,
                  r.exhaustive ? " (all)" : "", fixed(s.max_ulps).c_str(), fixed(s.mean_ulps(), 4).c_str(), r.bound,
-                 ok ? "yes" : "**no**", s.class_errors, worst.c_str());
+                 ok ? "yes" : "**no**", s.class_errors, worst.c_str(), how.c_str());
     auto next = &r + 1;
     const bool last = next == rows.data() + rows.size() ||
                       std::string(kind_name(next->name.kind)) + "-" + next->name.family != current;
@@ -209,10 +267,12 @@ int main(int argc, char** argv) {
       o.out = value();
     } else if (a == "--data") {
       o.data = value();
+    } else if (a == "--rounding") {
+      o.rounding = value();
     } else {
       std::fprintf(stderr,
                    "usage: %s [--samples N] [--seed S] [--exhaustive] [--range LO:HI] [--only NAME]... "
-                   "[--out FILE] [--data DIR]\n",
+                   "[--out FILE] [--data DIR] [--rounding FILE]\n",
                    argv[0]);
       return 2;
     }
