@@ -165,22 +165,6 @@ bool float_root_ok(float x, float y) {
   return lo * lo < double(x) && double(x) < hi * hi;
 }
 
-// The float members run the double algorithm on the widened value (float
-// subnormals pre-scaled on their own exponent field) and round once to float.
-TEST(Sqrt, FloatIsDoubleRootRoundedOnce) {
-  auto xs = kelacc::random_bits_in<float>(0x1p-149f, 0x1.fffffep127f, 20000, 5);
-  for (uint32_t b = 1; b < 0x800000; b = b * 3 + 1) xs.push_back(float_from_bits(b));  // subnormals
-  const std::vector<double> wide(xs.begin(), xs.end());
-  std::vector<double> yd(xs.size());
-  std::vector<float> ys(xs.size());
-  ASSERT_EQ(kelsSqrt_64f_A53(wide.data(), yd.data(), static_cast<int>(xs.size())), 0);
-  ASSERT_EQ(kelsSqrt_32f_A24(xs.data(), ys.data(), static_cast<int>(xs.size())), 0);
-  size_t bad = 0;
-  for (size_t i = 0; i < xs.size(); ++i)
-    if (!(ys[i] == static_cast<float>(yd[i]) && float_root_ok(xs[i], ys[i])) && bad++ < 5)
-      ADD_FAILURE() << kelacc::hex(xs[i]) << " gave " << kelacc::hex(ys[i]);
-}
-
 // Every positive finite float, native build only (about a minute).
 TEST(Sqrt, ExhaustiveFloatsNative) {
   if (!kNative) GTEST_SKIP() << "exhaustive run on the native build only";
