@@ -38,35 +38,41 @@ constexpr int kNearZero = sizeof(T) == 8 ? 0x3CA : 0x4A;
 
 constexpr int kMainPath = -1;
 
+// The thresholds of the member's element type.
+template <class T>
+inline const Limits& limits() {
+  return sizeof(T) == sizeof(float) ? kTables.limits32 : kTables.limits64;
+}
+
 // Special elements: stores their result and returns their code, or returns
-// kMainPath.  The thresholds come from the member's table (double or single).
-template <class L, const auto& Tab, class T>
+// kMainPath.
+template <class T>
 inline int screen(T x, T* y) {
   using F = kel::Format<T>;
   const int e = F::biased_exponent(x);
   if (e == F::kMaxField) {
     // e^-Inf = +0; +Inf and NaN pass through x*x, which quiets a signalling NaN.
     if (F::bits(x) == (F::kSignMask | F::kInf))
-      *y = static_cast<T>(Tab[L::kZero]);
+      *y = static_cast<T>(kTables.zero);
     else
       *y = x * x;
     return kelStatusNoError;
   }
   if (e <= kNearZero<T>) {  // zeros and subnormals too: e^x rounds to 1 + x
-    *y = Tab[L::kOne] + x;
+    *y = kTables.one + x;
     return kelStatusNoError;
   }
   const double xd = x;
-  if (xd > Tab[L::kOverflow]) {
+  if (xd > limits<T>().overflow) {
     // DBL_MAX^2 exists in the register; the store to T makes it +Inf and
     // raises overflow and inexact.
-    *y = kel::opaque(Tab[L::kHuge]) * kel::opaque(Tab[L::kHuge]);
+    *y = kel::opaque(kTables.huge) * kel::opaque(kTables.huge);
     return kelStatusOverflow;
   }
-  if (xd < Tab[L::kUnderflow]) {
+  if (xd < limits<T>().underflow) {
     // Likewise: the store makes the square of the tiny operand +0 and raises
     // underflow and inexact.
-    *y = kel::opaque(Tab[L::kTiny]) * kel::opaque(Tab[L::kTiny]);
+    *y = kel::opaque(kTables.tiny) * kel::opaque(kTables.tiny);
     return kelStatusUnderflow;
   }
   return kMainPath;
@@ -76,23 +82,22 @@ inline int screen(T x, T* y) {
 inline double scale_cell(uint32_t field) { return kel::double_from_bits(static_cast<uint64_t>(field & 0x7FF) << 52); }
 
 // r = x - k*ln2/64 with k = round(x*64/ln2); j = k & 63, m = k >> 6.
-template <class L, const auto& Tab>
 inline double reduce(double x, uint32_t* j, int32_t* m) {
-  const double t = x * Tab[L::kInvLn2_64];
-  const double n = t + Tab[L::kShifter];
+  const double t = x * kTables.inv_ln2_64;
+  const double n = t + kTables.shifter;
   const int32_t k = static_cast<int32_t>(kel::low_word(n));
-  const double kd = n - Tab[L::kShifter];  // k as a double, exactly
+  const double kd = n - kTables.shifter;  // k as a double, exactly
   *j = static_cast<uint32_t>(k) & 63;
   *m = k >> 6;
-  const double a = kd * Tab[L::kL1];  // exact
-  const double b = kd * Tab[L::kL2];
+  const double a = kd * kTables.l1;  // exact
+  const double b = kd * kTables.l2;
   return (x - a) - b;
 }
 
 // Stores y * 2^m for x at or above the normal-result limit (m >= -1022).
 // One multiplication, exact unless the result is subnormal or overflows, and
 // then rounded once by the store.
-template <class L, const auto& Tab, class T>
+template <class T>
 inline void store_scaled(double y, int32_t m, T* out) {
   const uint32_t e = static_cast<uint32_t>(m + 1023) & 0x7FF;
   if (e <= 0x7FE) {
@@ -100,20 +105,19 @@ inline void store_scaled(double y, int32_t m, T* out) {
   } else {
     // m = 1024 (k = 65536, x within 0.006 of the overflow threshold): 2^1024
     // has no double, so scale by 2^1023 and then by 2.
-    *out = y * scale_cell(e - 1) * Tab[L::kTwo];
+    *out = y * scale_cell(e - 1) * kTables.two;
   }
 }
 
 // High-accuracy result below the normal-result limit (m from -1075 to -1022).
 // Th and u are first scaled by S = 2^(m+60) (exact: both stay normal), so that
 // their sum can be formed without leaving the double range.
-template <const auto& Tab, class T>
+template <class T>
 [[gnu::noinline, gnu::cold]] void ha_gradual_underflow(double th, double u, int32_t m, T* out) {
-  using L = HALayout;
   const uint32_t field = static_cast<uint32_t>(m - 965) & 0x7FF;  // m + 1083
   const double s = scale_cell(field);
   const double a = th * s, us = u * s;
-  const double unscale = Tab[L::kUnscale];
+  const double unscale = kTables.unscale;
   if (field <= 50) {
     // m <= -1033: the result has at most 42 significant bits; the store
     // rounds the double sum once more, onto the subnormal grid.
@@ -131,7 +135,7 @@ template <const auto& Tab, class T>
   // normal double and is rounded to single precision by the store.
   const double v = a + us;
   const double e = (a - v) + us;
-  const double h = v * Tab[L::kSplit];
+  const double h = v * kTables.split;
   const double vh = (v + h) - h;
   const double l = (v - vh) + e;
   // The register would keep l*2^-60 unrounded and round only the sum, twice:
@@ -141,60 +145,53 @@ template <const auto& Tab, class T>
 
 // Main-path arithmetic of the high-accuracy algorithm up to the scaling:
 // e^x = 2^m * (th + u).
-template <const auto& Tab>
 [[gnu::always_inline]] inline double ha_core(double x, double* th, double* u, int32_t* m) {
-  using L = HALayout;
   uint32_t j;
-  const double r = reduce<L, Tab>(x, &j, m);
-  const double* c = &Tab[L::kPoly];  // c2..c6
+  const double r = reduce(x, &j, m);
+  const double* c = kTables.ha_poly;  // c2..c6
   const double p = ((((c[4] * r + c[3]) * r + c[2]) * r + c[1]) * r + c[0]) * r;
   const double q = r + p * r;  // e^r - 1
-  const double* row = &Tab[2 * j];
-  *th = row[0];
-  *u = (q + row[1]) * *th;
+  const Row& row = kTables.rows[j];
+  *th = row.th;
+  *u = (q + row.tl) * *th;
   return *th + *u;
 }
 
 // Main-path arithmetic of the low-accuracy algorithm: e^x = 2^m * y.
-template <const auto& Tab>
 [[gnu::always_inline]] inline double la_core(double x, int32_t* m) {
-  using L = LALayout;
   uint32_t j;
-  const double r = reduce<L, Tab>(x, &j, m);
-  const double* c = &Tab[L::kPoly];  // c2..c5
+  const double r = reduce(x, &j, m);
+  const double* c = kTables.la_poly;  // c2..c5
   const double p = (((c[3] * r + c[2]) * r + c[1]) * r + c[0]) * r;
   const double q = r + p * r;
-  const double s = Tab[L::kOne] + q;
-  return Tab[j] * s;
+  const double s = kTables.one + q;
+  return kTables.rows[j].th * s;
 }
 
-template <const auto& Tab, class T>
+template <class T>
 int exp_ha(T x_in, T* y) {
-  using L = HALayout;
-  if (const int code = screen<L, Tab>(x_in, y); code != kMainPath) return code;
+  if (const int code = screen(x_in, y); code != kMainPath) return code;
   const double x = x_in;
   int32_t m;
   double th, u;
-  const double yv = ha_core<Tab>(x, &th, &u, &m);
-  if (x >= Tab[L::kNormalLimit])
-    store_scaled<L, Tab>(yv, m, y);
+  const double yv = ha_core(x, &th, &u, &m);
+  if (x >= limits<T>().normal)
+    store_scaled(yv, m, y);
   else
-    ha_gradual_underflow<Tab>(th, u, m, y);
+    ha_gradual_underflow(th, u, m, y);
   return kelStatusNoError;
 }
 
-template <const auto& Tab>
-int exp_la(double x, double* y) {
-  using L = LALayout;
-  if (const int code = screen<L, Tab>(x, y); code != kMainPath) return code;
+inline int exp_la(double x, double* y) {
+  if (const int code = screen(x, y); code != kMainPath) return code;
   int32_t m;
-  const double yv = la_core<Tab>(x, &m);
-  if (x >= Tab[L::kNormalLimit]) {
-    store_scaled<L, Tab>(yv, m, y);
+  const double yv = la_core(x, &m);
+  if (x >= kTables.limits64.normal) {
+    store_scaled(yv, m, y);
   } else {
     // y * 2^(m+60) is exact; the store rounds the product with 2^-60 once
     // into the subnormal range.
-    *y = yv * scale_cell(static_cast<uint32_t>(m - 965)) * Tab[L::kUnscale];
+    *y = yv * scale_cell(static_cast<uint32_t>(m - 965)) * kTables.unscale;
   }
   return kelStatusNoError;
 }
@@ -222,32 +219,31 @@ inline bool in_main_range(const float* p) {
 // 2^m for the main path, where m + 1023 is a valid exponent field.
 inline double main_scale(int32_t m) { return kel::double_from_bits(static_cast<uint64_t>(m + 1023) << 52); }
 
-template <const auto& Tab, class T>
+template <class T>
 struct ExpHA {
   static bool main_path(const T* p) { return in_main_range(p); }
   [[gnu::always_inline]] static void main(T x, T* y) {
     int32_t m;
     double th, u;
-    const double yv = ha_core<Tab>(x, &th, &u, &m);
+    const double yv = ha_core(x, &th, &u, &m);
     *y = yv * main_scale(m);
   }
-  static int element(T x, T* y) { return exp_ha<Tab>(x, y); }
+  static int element(T x, T* y) { return exp_ha(x, y); }
 };
 
-template <const auto& Tab>
 struct ExpLA {
   static bool main_path(const double* p) { return in_main_range(p); }
   [[gnu::always_inline]] static void main(double x, double* y) {
     int32_t m;
-    const double yv = la_core<Tab>(x, &m);
+    const double yv = la_core(x, &m);
     *y = yv * main_scale(m);
   }
-  static int element(double x, double* y) { return exp_la<Tab>(x, y); }
+  static int element(double x, double* y) { return exp_la(x, y); }
 };
 
-using Exp32 = ExpHA<for_float::_orxdExpHATab, float>;
-using Exp64HA = ExpHA<for_double::_orxdExpHATab, double>;
-using Exp64LA = ExpLA<_orxdExpLATab>;
+using Exp32 = ExpHA<float>;
+using Exp64HA = ExpHA<double>;
+using Exp64LA = ExpLA;
 
 }  // namespace
 

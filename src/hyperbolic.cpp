@@ -47,8 +47,8 @@ KEL_NAME_OBJECT
 
 namespace {
 
-using kel::exp_data::HALayout;
-using kel::hyperbolic_data::_orxdHyperbolicTab;
+namespace exp_data = kel::exp_data;
+using kel::hyperbolic_data::kTables;
 
 // The screen reads the biased exponent field before any arithmetic: below
 // kTiny<T> (|x| < 2^-27) sinh, cosh and tanh round to x or 1.
@@ -56,7 +56,7 @@ template <class T>
 constexpr int kTiny = sizeof(T) == 8 ? 0x3E4 : 0x64;
 template <class T>
 inline double overflow_threshold() {
-  return sizeof(T) == 8 ? _orxdHyperbolicTab.overflow64 : _orxdHyperbolicTab.overflow32;
+  return sizeof(T) == 8 ? kTables.overflow64 : kTables.overflow32;
 }
 
 constexpr double kSinhSeriesLimit = 0x1p-3;
@@ -105,21 +105,19 @@ struct Exp {
 };
 
 inline Exp exp_dd(double a) {
-  using L = HALayout;
-  const double* t = kel::exp_data::for_double::_orxdExpHATab;
-  const double* c = _orxdHyperbolicTab.exp_poly;
-  const double n = a * t[L::kInvLn2_64] + t[L::kShifter];
+  const double* c = kTables.exp_poly;
+  const double n = a * exp_data::kTables.inv_ln2_64 + exp_data::kTables.shifter;
   const int32_t k = static_cast<int32_t>(kel::low_word(n));
-  const double kd = n - t[L::kShifter];
+  const double kd = n - exp_data::kTables.shifter;
   // L1 has 36 bits and k < 2^17, so kd*L1 is exact, and so is a - kd*L1
   // (the operands are within a factor of two).
-  const DD r = two_sum(a - kd * t[L::kL1], -(kd * t[L::kL2]));
+  const DD r = two_sum(a - kd * exp_data::kTables.l1, -(kd * exp_data::kTables.l2));
   const double rh = r.h;
   const double poly = rh * rh * (c[0] + rh * (c[1] + rh * (c[2] + rh * (c[3] + rh * (c[4] + rh * c[5])))));
   // e^r - 1 = rh + q, |q| < 2^-15.8.
   const double q = poly + r.l * (1.0 + rh);
   const int j = k & 63;
-  const double th = t[2 * j], tl = t[2 * j + 1];
+  const double th = exp_data::kTables.rows[j].th, tl = exp_data::kTables.rows[j].tl;
   // V = Th (1 + Tl)(1 + rh + q) = Th + Th*rh + Th (Tl (1 + rh) + q) + O(2^-70).
   const DD p = two_prod(th, rh);
   const DD s = fast_two_sum(th, p.h);  // Th >= 1 > |Th*rh|
@@ -145,7 +143,7 @@ inline double scaled_half(double h, double l, int32_t m) { return (h + l) * pow2
 
 double sinh_positive(double a) {
   if (a < kSinhSeriesLimit) {
-    const double* s = _orxdHyperbolicTab.sinh_poly;
+    const double* s = kTables.sinh_poly;
     const double z = a * a;
     const double p = z * (s[0] + z * (s[1] + z * (s[2] + z * (s[3] + z * s[4]))));
     return a + a * p;
@@ -165,7 +163,7 @@ double cosh_positive(double a) {
 
 double tanh_positive(double a) {
   if (a < kTanhSeriesLimit) {
-    const double* t = _orxdHyperbolicTab.tanh_poly;
+    const double* t = kTables.tanh_poly;
     const double z = a * a;
     const double p = z * (t[0] + z * (t[1] + z * (t[2] + z * (t[3] + z * (t[4] + z * t[5])))));
     return a + a * p;

@@ -9,7 +9,7 @@
 
 namespace kel::hyperbolic_data {
 
-const Constants _orxdHyperbolicTab = {
+const Tables kTables = {
     // e^r - 1 - r = r^2 (c2 + c3 r + ... + c7 r^5), |r| <= ln2/128
     {
         0x1p-1,                  // 1/2!

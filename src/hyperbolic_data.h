@@ -6,7 +6,7 @@
 
 namespace kel::hyperbolic_data {
 
-struct Constants {
+struct Tables {
   double exp_poly[6];   // c2..c7 of e^r - 1 - r
   double sinh_poly[5];  // s3..s11 of sinh(a) - a
   double tanh_poly[6];  // t3..t13 of tanh(a) - a
@@ -14,6 +14,6 @@ struct Constants {
   double overflow32;    // largest float with a finite sinh and cosh
 };
 
-extern const Constants _orxdHyperbolicTab;
+extern const Tables kTables;
 
 }  // namespace kel::hyperbolic_data

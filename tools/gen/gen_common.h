@@ -6,6 +6,7 @@
 #include <errno.h>  // program_invocation_short_name
 #include <mpfr.h>
 
+#include <cmath>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -102,5 +103,61 @@ struct Entry {
   double value;
   std::string comment;
 };
+
+// Prints rows [0, rows) of a table of doubles, each of `cols` values, as
+// braced initializers four values to a line (the member `.name` of a printed
+// struct).
+inline void print_rows(const char* name, const double* v, int rows, int cols) {
+  std::printf("    .%s =\n        {\n", name);
+  for (int r = 0; r < rows; ++r) {
+    std::printf("            {\n");
+    for (int j = 0; j < cols; j += 4) {
+      std::printf("               ");
+      for (int k = j; k < j + 4 && k < cols; ++k) std::printf(" %s,", hex(v[r * cols + k]).c_str());
+      std::printf("\n");
+    }
+    std::printf("            },\n");
+  }
+  std::printf("        },\n");
+}
+
+// One term c x^power of a polynomial with fixed coefficients.
+struct Term {
+  long double c;
+  int power;
+};
+
+// log2 of the largest relative error of sum(c x^power) against f(x), over
+// 2^12 + 1 evenly spaced points of [lo, hi] (x = 0 left out), the polynomial
+// evaluated at 256 bits: the error figure quoted beside a fixed coefficient
+// set.
+template <class Terms>
+double sampled_error_log2(void (*f)(mpfr_ptr, mpfr_srcptr), const Terms& terms, double lo, double hi) {
+  constexpr int kLogSteps = 12;
+  mpfr_t x, p, t, c, ref;
+  mpfr_inits2(256, x, p, t, c, ref, static_cast<mpfr_ptr>(nullptr));
+  double worst = 0;
+  for (int i = 0; i <= 1 << kLogSteps; ++i) {
+    mpfr_set_d(x, hi - lo, MPFR_RNDN);
+    mpfr_mul_si(x, x, i, MPFR_RNDN);
+    mpfr_div_2ui(x, x, kLogSteps, MPFR_RNDN);
+    mpfr_add_d(x, x, lo, MPFR_RNDN);
+    if (mpfr_zero_p(x)) continue;
+    mpfr_set_zero(p, 1);
+    for (const Term& term : terms) {
+      mpfr_pow_si(t, x, term.power, MPFR_RNDN);
+      mpfr_set_ld(c, term.c, MPFR_RNDN);
+      mpfr_mul(t, t, c, MPFR_RNDN);
+      mpfr_add(p, p, t, MPFR_RNDN);
+    }
+    f(ref, x);
+    mpfr_sub(p, p, ref, MPFR_RNDN);
+    mpfr_div(p, p, ref, MPFR_RNDN);
+    const double e = std::abs(mpfr_get_d(p, MPFR_RNDN));
+    if (e > worst) worst = e;
+  }
+  mpfr_clears(x, p, t, c, ref, static_cast<mpfr_ptr>(nullptr));
+  return std::log2(worst);
+}
 
 }  // namespace gen

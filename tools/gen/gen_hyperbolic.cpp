@@ -159,7 +159,7 @@ int main() {
       "#include \"hyperbolic_data.h\"\n"
       "\n"
       "namespace kel::hyperbolic_data {\n\n"
-      "const Constants _orxdHyperbolicTab = {\n");
+      "const Tables kTables = {\n");
   print_array("e^r - 1 - r = r^2 (c2 + c3 r + ... + c7 r^5), |r| <= ln2/128", exp_poly);
   print_array("sinh(a) = a + a^3 (s3 + s5 a^2 + ... + s11 a^8), a < 1/8", sinh_poly);
   print_array("tanh(a) = a + a^3 (t3 + t5 a^2 + ... + t13 a^10), a < 1/16", tanh_poly);
