@@ -56,7 +56,7 @@ KEL_NAME_OBJECT
 
 namespace {
 
-using kel::erf_data::_orxErfTab;
+using kel::erf_data::kTables;
 using kel::ld::DD;
 
 using kel::is_nan;
@@ -87,7 +87,7 @@ inline long double pair(const long double* c, long double t) { return c[0] + c[1
 // x P(x^2) for |x| < 1/2 (P of degree 10).
 inline long double erf_series(long double x) {
   static_assert(kel::erf_data::kErfDegree == 10);
-  const long double* p = _orxErfTab.erf_poly;
+  const long double* p = kTables.erf_poly;
   const long double z = x * x, z2 = z * z, z4 = z2 * z2, z8 = z4 * z4;
   const long double low = pair(p, z) + z2 * pair(p + 2, z);
   const long double mid = pair(p + 4, z) + z2 * pair(p + 6, z);
@@ -114,7 +114,7 @@ struct Erfc {
 inline Erfc erfc_parts(long double a) {
   const kel::LdBits f = kel::Ld::bits(a);
   const int i = (static_cast<int>(f.se) - 16382) * 4 + static_cast<int>((f.mant >> 61) & 3);
-  const kel::erf_data::ErfcPiece& piece = _orxErfTab.erfc[i];
+  const kel::erf_data::ErfcPiece& piece = kTables.erfc[i];
   const long double v = a - piece.mid;  // exact: both on the 64-bit grid of a's binade
   const long double q = erfc_poly(piece.c, v);
   const DD sq = kel::ld::two_prod(a, a);
@@ -156,7 +156,7 @@ inline T scaled_once(long double x, long double hi, long double lo) {
 // cancel.  The iteration converges quadratically: a relative error e of y
 // becomes about y^2 e^2.
 inline long double newton(long double y, long double a, long double q) {
-  const long double two_over_sqrt_pi = _orxErfTab.two_over_sqrt_pi_hi + _orxErfTab.two_over_sqrt_pi_lo;
+  const long double two_over_sqrt_pi = kTables.two_over_sqrt_pi_hi + kTables.two_over_sqrt_pi_lo;
   if (y < kSeries) {
     const long double slope = two_over_sqrt_pi * orxexpl_scalar(-(y * y));
     return y + (a - erf_series(y)) / slope;
@@ -174,7 +174,7 @@ inline long double erfinv_positive(long double a) {
   const long double q = 1.0L - a;  // exact
   long double y;
   if (a < kInvCentral) {
-    const long double* p = _orxErfTab.inv_poly;
+    const long double* p = kTables.inv_poly;
     const long double z = a * a;
     long double s = p[kel::erf_data::kInvDegree];
     for (int k = kel::erf_data::kInvDegree - 1; k >= 0; --k) s = s * z + p[k];
@@ -182,8 +182,8 @@ inline long double erfinv_positive(long double a) {
   } else {
     const long double w = orxsqrtl_scalar(-orxlogl_scalar(q));
     int i = 0;
-    while (i + 1 < kel::erf_data::kInvTailPieces && w >= _orxErfTab.inv_tail[i + 1].lo) ++i;
-    const kel::erf_data::InvTailPiece& piece = _orxErfTab.inv_tail[i];
+    while (i + 1 < kel::erf_data::kInvTailPieces && w >= kTables.inv_tail[i + 1].lo) ++i;
+    const kel::erf_data::InvTailPiece& piece = kTables.inv_tail[i];
     const long double v = w - piece.lo;
     y = piece.c[kel::erf_data::kInvTailDegree];
     for (int k = kel::erf_data::kInvTailDegree - 1; k >= 0; --k) y = y * v + piece.c[k];
@@ -224,7 +224,7 @@ int erf_kernel(T x, T* y) {
     return kelStatusNoError;
   }
   const long double a = magnitude(x);
-  if (a < kTiny) return store_tiny(x, _orxErfTab.two_over_sqrt_pi_hi, _orxErfTab.two_over_sqrt_pi_lo, y);
+  if (a < kTiny) return store_tiny(x, kTables.two_over_sqrt_pi_hi, kTables.two_over_sqrt_pi_lo, y);
   long double v;
   if (a < kSeries)
     v = erf_series(a);
@@ -247,7 +247,7 @@ int erfc_kernel(T x, T* y) {
   }
   const long double a = magnitude(x);
   if (a < kSeries) {  // 1 - erf x; exactly 1 at zero, inexact 1 for tiny x
-    *y = 1.0L - (a < kTiny ? x * _orxErfTab.erf_poly[0] : erf_series(x));
+    *y = 1.0L - (a < kTiny ? x * kTables.erf_poly[0] : erf_series(x));
     return kelStatusNoError;
   }
   if (is_negative(x)) {
@@ -275,7 +275,7 @@ int erfinv_kernel(T x, T* y) {
     *y = kel::opaque(0.0L) / kel::opaque(0.0L);  // NaN with invalid, also for +-Inf
     return kelStatusDomain;
   }
-  if (a < kTiny) return store_tiny(x, _orxErfTab.sqrt_pi_over_2_hi, _orxErfTab.sqrt_pi_over_2_lo, y);
+  if (a < kTiny) return store_tiny(x, kTables.sqrt_pi_over_2_hi, kTables.sqrt_pi_over_2_lo, y);
   const long double v = erfinv_positive(a);
   *y = is_negative(x) ? -v : v;
   return kelStatusNoError;

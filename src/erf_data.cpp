@@ -7,7 +7,7 @@
 
 namespace kel::erf_data {
 
-const Constants _orxErfTab = {
+const Tables kTables = {
     0x9.06p-3L,  // 2/sqrt(pi), 11-bit head
     0xe.ba8214db688d71dp-15L,  // 2/sqrt(pi) - head
     // erf(x)/x in v = x^2, 0 <= v <= 1/4

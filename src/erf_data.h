@@ -21,7 +21,7 @@ struct InvTailPiece {
   long double c[kInvTailDegree + 1];  // c[k] of (w - lo)^k
 };
 
-struct Constants {
+struct Tables {
   long double two_over_sqrt_pi_hi;  // 11 bits: x * hi is exact for a double x
   long double two_over_sqrt_pi_lo;
   long double erf_poly[kErfDegree + 1];
@@ -32,6 +32,6 @@ struct Constants {
   InvTailPiece inv_tail[kInvTailPieces];
 };
 
-extern const Constants _orxErfTab;
+extern const Tables kTables;
 
 }  // namespace kel::erf_data

@@ -246,7 +246,7 @@ int main() {
       "\n"
       "namespace kel::erf_data {\n"
       "\n"
-      "const Constants _orxErfTab = {\n");
+      "const Tables kTables = {\n");
 
   {
     M c;
