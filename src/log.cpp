@@ -39,7 +39,7 @@ KEL_NAME_OBJECT
 
 namespace {
 
-using namespace kel::logdata;
+using namespace kel::log_data;
 
 constexpr uint64_t kFractionMask = 0x000FFFFFFFFFFFFFull;
 constexpr uint64_t kExponentOne = 0x3FF0000000000000ull;   // biased exponent 1023
@@ -187,11 +187,11 @@ int log_element(T x, T* y) {
 }
 
 template <class T>
-constexpr auto ln_ha = log_element<T, LnHATab, log_ha<LnHATab>, _orxdLnHATab>;
+constexpr auto ln_ha = log_element<T, LnHATab, log_ha<LnHATab>, kTables.ln_ha>;
 template <class T>
-constexpr auto lg_ha = log_element<T, LgHATab, log_ha<LgHATab>, _orxdLgHATab>;
-constexpr auto ln_la = log_element<double, LnLATab, log_la<LnLATab>, _orxdLnLATab>;
-constexpr auto lg_la = log_element<double, LgLATab, log_la<LgLATab>, _orxdLgLATab>;
+constexpr auto lg_ha = log_element<T, LgHATab, log_ha<LgHATab>, kTables.lg_ha>;
+constexpr auto ln_la = log_element<double, LnLATab, log_la<LnLATab>, kTables.ln_la>;
+constexpr auto lg_la = log_element<double, LgLATab, log_la<LgLATab>, kTables.lg_la>;
 
 // ---- The vector loop's main path ----------------------------------------
 //
@@ -246,12 +246,12 @@ struct LogLA {
   static int element(double x, double* y) { return Element(x, y); }
 };
 
-using Ln32 = LogHA<float, LnHATab, _orxdLnHATab, kLnNearOne, ln_ha<float>>;
-using Ln64 = LogHA<double, LnHATab, _orxdLnHATab, kLnNearOne, ln_ha<double>>;
-using Lg32 = LogHA<float, LgHATab, _orxdLgHATab, kLgNearOne, lg_ha<float>>;
-using Lg64 = LogHA<double, LgHATab, _orxdLgHATab, kLgNearOne, lg_ha<double>>;
-using Ln64LA = LogLA<LnLATab, _orxdLnLATab, ln_la>;
-using Lg64LA = LogLA<LgLATab, _orxdLgLATab, lg_la>;
+using Ln32 = LogHA<float, LnHATab, kTables.ln_ha, kLnNearOne, ln_ha<float>>;
+using Ln64 = LogHA<double, LnHATab, kTables.ln_ha, kLnNearOne, ln_ha<double>>;
+using Lg32 = LogHA<float, LgHATab, kTables.lg_ha, kLgNearOne, lg_ha<float>>;
+using Lg64 = LogHA<double, LgHATab, kTables.lg_ha, kLgNearOne, lg_ha<double>>;
+using Ln64LA = LogLA<LnLATab, kTables.ln_la, ln_la>;
+using Lg64LA = LogLA<LgLATab, kTables.lg_la, lg_la>;
 
 }  // namespace
 

@@ -12,9 +12,10 @@
 //   Ln, 30 x 14 bits for Log10.
 #include "log_data.h"
 
-namespace kel::logdata {
+namespace kel::log_data {
 
-const LnLATab _orxdLnLATab = {
+const Tables kTables = {
+.ln_la = {
     0x1.62e42fefa39efp-1,  // ln 2
     0x1.6a09e667f3bcdp+0,  // sqrt 2
     0x1p+60,
@@ -22,6 +23,8 @@ const LnLATab _orxdLnLATab = {
     0x1p+0,
     0x1p+1,
     {
+     // (ln f - 2s)/s^3 = c2 + c3 s^2 + ... + c8 s^12 on |s| <= 3 - 2 sqrt2: fitted;
+     // relative error of ln f = 2s + ... below 2^-57.5 (sampled)
      0x1.5555555555558p-1,  // c2
      0x1.999999999522ep-2,  // c3
      0x1.2492492e02b0fp-2,  // c4
@@ -29,9 +32,9 @@ const LnLATab _orxdLnLATab = {
      0x1.7462b9b7ccdd6p-3,  // c6
      0x1.39fdc7dfcb5ep-3,  // c7
      0x1.2b5f0a4037c5ap-3  // c8
-    }};
+    }},
 
-const LgLATab _orxdLgLATab = {
+.lg_la = {
     0x1.34413509f79ffp-2,  // log10 2
     0x1.bcb7b1526e50ep-2,  // log10 e
     0x1.6a09e667f3bcdp+0,  // sqrt 2
@@ -40,6 +43,8 @@ const LgLATab _orxdLgLATab = {
     0x1p+0,
     0x1p+1,
     {
+     // (ln f - 2s)/s^3 = c2 + c3 s^2 + ... + c8 s^12 on |s| <= 3 - 2 sqrt2: fitted;
+     // relative error of ln f = 2s + ... below 2^-57.5 (sampled)
      0x1.5555555555558p-1,  // c2
      0x1.999999999522ep-2,  // c3
      0x1.2492492e02b0fp-2,  // c4
@@ -47,9 +52,9 @@ const LgLATab _orxdLgLATab = {
      0x1.7462b9b7ccdd6p-3,  // c6
      0x1.39fdc7dfcb5ep-3,  // c7
      0x1.2b5f0a4037c5ap-3  // c8
-    }};
+    }},
 
-const LnHATab _orxdLnHATab = {
+.ln_ha = {
     {
      {0x1p+0, 0x0p+0, 0x0p+0},  // R[0]
      {0x1.f8p-1, 0x1.0205658ap-6, -0x1.94f716c1b8bdfp-39},  // R[1]
@@ -126,6 +131,8 @@ const LnHATab _orxdLnHATab = {
     0x0p+0,
     0x1p+0,
     {
+     // ln(1 + d) = d + d^2 (k1 + k2 d + ... + k7 d^6) on |d| <= 1.25 2^-7: fitted;
+     // relative error below 2^-62.5 (sampled)
      -0x1p-1,  // k1
      0x1.5555555555613p-2,  // k2
      -0x1.0000000000262p-2,  // k3
@@ -133,9 +140,9 @@ const LnHATab _orxdLnHATab = {
      -0x1.555555228b38fp-3,  // k5
      0x1.249c02481059dp-3,  // k6
      -0x1.000b405a2836dp-3  // k7
-    }};
+    }},
 
-const LgHATab _orxdLgHATab = {
+.lg_ha = {
     {
      {0x1.bcp-2, 0x0p+0, 0x0p+0},  // R'[0]
      {0x1.b51p-2, 0x1.c03a80bp-8, -0x1.a1fac7d2ae08ep-40},  // R'[1]
@@ -213,6 +220,8 @@ const LgHATab _orxdLgHATab = {
     0x1p+0,
     0x1.bcp-2,  // lambda
     {
+     // log10(1 + w/lambda) = w + w (m0 + m1 w + ... + m7 w^7) on |w| <= 0.005055: fitted;
+     // relative error below 2^-59.1 (sampled)
      0x1.a7a6cbf2e4107p-10,  // m0 = log10 e/lambda - 1
      -0x1.27af2dc77b115p+0,  // m1
      0x1.c6a02dc963a31p+0,  // m2
@@ -221,6 +230,7 @@ const LgHATab _orxdLgHATab = {
      -0x1.5c90e698cfb68p+3,  // m5
      0x1.58992e1b1aa78p+4,  // m6
      -0x1.5b3214e75eea2p+5  // m7
-    }};
+    }},
+};
 
-}  // namespace kel::logdata
+}  // namespace kel::log_data

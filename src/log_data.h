@@ -1,9 +1,9 @@
 // Constant tables of the logarithm family (values in log_data.cpp, generated
-// by tools/gen/gen_log.cpp).  Each table is one flat record of doubles in the
+// by tools/gen/gen_log.cpp): one record per algorithm, its fields in the
 // order the algorithms in log.cpp read them; the static_asserts pin the sizes.
 #pragma once
 
-namespace kel::logdata {
+namespace kel::log_data {
 
 // Low-accuracy Ln: no table proper, only constants and the odd-series
 // coefficients c2..c8 in s = (f - 1)/(f + 1).
@@ -45,9 +45,13 @@ static_assert(sizeof(LgLATab) == 14 * sizeof(double));
 static_assert(sizeof(LnHATab) == 210 * sizeof(double));
 static_assert(sizeof(LgHATab) == 212 * sizeof(double));
 
-extern const LnLATab _orxdLnLATab;
-extern const LgLATab _orxdLgLATab;
-extern const LnHATab _orxdLnHATab;
-extern const LgHATab _orxdLgHATab;
+struct Tables {
+  LnLATab ln_la;
+  LgLATab lg_la;
+  LnHATab ln_ha;
+  LgHATab lg_ha;
+};
 
-}  // namespace kel::logdata
+extern const Tables kTables;
+
+}  // namespace kel::log_data

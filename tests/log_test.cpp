@@ -16,7 +16,7 @@
 #include "../src/log_data.cpp"
 
 using namespace kelfpu;
-using namespace kel::logdata;
+using namespace kel::log_data;
 
 namespace {
 
@@ -126,22 +126,22 @@ TEST(LogPaths, PowersOfTheBase) {
 // arithmetic: both sides of a switch are accurate, so only the exact bits show
 // which path an input took.
 double ln_near_one(double d) {
-  const double* k = _orxdLnHATab.k;
+  const double* k = kTables.ln_ha.k;
   const double Q = k[0] + d * (k[1] + d * (k[2] + d * (k[3] + d * (k[4] + d * (k[5] + d * k[6])))));
   return d + Q * (d * d);
 }
 double lg_near_one(double d) {
-  const double* m = _orxdLgHATab.m;
-  const double w = d * _orxdLgHATab.lambda;
+  const double* m = kTables.lg_ha.m;
+  const double w = d * kTables.lg_ha.lambda;
   const double P =
       m[0] + w * (m[1] + w * (m[2] + w * (m[3] + w * (m[4] + w * (m[5] + w * (m[6] + w * m[7]))))));
   return w + P * w;
 }
 double ln_la(int E, double f) {
-  const double* c = _orxdLnLATab.c;
+  const double* c = kTables.ln_la.c;
   const double g = f - 1, s = g / (2 + g), z = s * s;
   const double p = c[0] + z * (c[1] + z * (c[2] + z * (c[3] + z * (c[4] + z * (c[5] + z * c[6])))));
-  return E * _orxdLnLATab.ln2 + (g - s * (g - p * z));
+  return E * kTables.ln_la.ln2 + (g - s * (g - p * z));
 }
 
 // Every input from the bound inwards gives the near-one polynomial's bits and

@@ -30,6 +30,7 @@
 // |E| < 2^11, so A = E*L1 + Lh[i] and H = A + rh are exact sums as well.
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "gen_common.h"
 
@@ -107,7 +108,10 @@ struct Row {
   double r, hi, lo;
 };
 
-void print_series() {
+void print_series(double err) {
+  std::printf("     // (ln f - 2s)/s^3 = c2 + c3 s^2 + ... + c8 s^12 on |s| <= 3 - 2 sqrt2: fitted;\n"
+              "     // relative error of ln f = 2s + ... below 2^%.1f (sampled)\n",
+              std::ceil(err * 10) / 10);
   for (int j = 0; j < 7; ++j)
     std::printf("     %s%s  // c%d\n", hex(decimal(kSeries[j])).c_str(), j < 6 ? "," : "", j + 2);
 }
@@ -194,7 +198,33 @@ int main() {
     else
       lg_rows[i].hi = G1, lg_rows[i].lo = G2;
   }
-  (void)max_rho;
+
+  // The errors of the fitted coefficient sets, quoted beside them.  Low
+  // accuracy: ln f = 2 atanh(s), s = (f - 1)/(f + 1), f in [sqrt2/2, sqrt2).
+  // Ln: ln(1 + d) for |d| up to 1.25 2^-7, the near-one bound, beyond the
+  // table path's 2^-6.98.  Log10: w = lambda u, u = f rho - 1 up to max_rho.
+  std::vector<gen::Term> la_terms = {{2, 1}};
+  for (int j = 0; j < 7; ++j) la_terms.push_back({decimal(kSeries[j]), 2 * j + 3});
+  std::vector<gen::Term> ln_terms = {{1, 1}};
+  for (int j = 0; j < 7; ++j) ln_terms.push_back({decimal(kLnPoly[j]), j + 2});
+  std::vector<gen::Term> lg_terms = {{1, 1}, {m0, 1}};
+  for (int j = 0; j < 7; ++j) lg_terms.push_back({decimal(kLgPoly[j]), j + 2});
+  const double s_max = 3 - 2 * std::sqrt(2.0);
+  const double la_err = gen::sampled_error_log2(
+      [](mpfr_ptr y, mpfr_srcptr s) {
+        mpfr_atanh(y, s, MPFR_RNDN);
+        mpfr_mul_2ui(y, y, 1, MPFR_RNDN);
+      },
+      la_terms, -s_max, s_max);
+  const double ln_err = gen::sampled_error_log2([](mpfr_ptr y, mpfr_srcptr d) { mpfr_log1p(y, d, MPFR_RNDN); },
+                                                ln_terms, -0x1.4p-7, 0x1.4p-7);
+  const double lg_err = gen::sampled_error_log2(
+      [](mpfr_ptr y, mpfr_srcptr w) {
+        mpfr_div_d(y, w, kLambda, MPFR_RNDN);
+        mpfr_add_ui(y, y, 1, MPFR_RNDN);
+        mpfr_log10(y, y, MPFR_RNDN);
+      },
+      lg_terms, -kLambda * max_rho, kLambda * max_rho);
 
   // The reference rows.
   expect("R[0]", ln_rows[0].r, 1.0);
@@ -234,24 +264,25 @@ int main() {
       "//   E*hi2 + hi[64] = (E + 1)*hi2 exactly.  fh*r is exact: 32 x 11 bits for\n"
       "//   Ln, 30 x 14 bits for Log10.\n"
       "#include \"log_data.h\"\n\n"
-      "namespace kel::logdata {\n\n");
+      "namespace kel::log_data {\n\n"
+      "const Tables kTables = {\n");
 
-  std::printf("const LnLATab _orxdLnLATab = {\n");
+  std::printf(".ln_la = {\n");
   std::printf("    %s,  // ln 2\n", hex(to_double(ln2)).c_str());
   std::printf("    %s,  // sqrt 2\n", hex(to_double(sqrt2)).c_str());
   std::printf("    0x1p+60,\n    0x0p+0,\n    0x1p+0,\n    0x1p+1,\n    {\n");
-  print_series();
-  std::printf("    }};\n\n");
+  print_series(la_err);
+  std::printf("    }},\n\n");
 
-  std::printf("const LgLATab _orxdLgLATab = {\n");
+  std::printf(".lg_la = {\n");
   std::printf("    %s,  // log10 2\n", hex(to_double(log10_2)).c_str());
   std::printf("    %s,  // log10 e\n", hex(to_double(log10_e)).c_str());
   std::printf("    %s,  // sqrt 2\n", hex(to_double(sqrt2)).c_str());
   std::printf("    0x1p+60,\n    0x0p+0,\n    0x1p+0,\n    0x1p+1,\n    {\n");
-  print_series();
-  std::printf("    }};\n\n");
+  print_series(la_err);
+  std::printf("    }},\n\n");
 
-  std::printf("const LnHATab _orxdLnHATab = {\n    {\n");
+  std::printf(".ln_ha = {\n    {\n");
   print_rows(ln_rows, "R");
   std::printf("    },\n");
   std::printf("    %s,  // L1, ln 2 on the grid 2^-42\n", hex(L1).c_str());
@@ -260,11 +291,14 @@ int main() {
   std::printf("    0x1p+21,  // fh = f rounded to 2^-31\n");
   std::printf("    0x1.4p-7,  // near-one bound\n");
   std::printf("    0x1p+60,\n    0x0p+0,\n    0x1p+0,\n    {\n");
+  std::printf("     // ln(1 + d) = d + d^2 (k1 + k2 d + ... + k7 d^6) on |d| <= 1.25 2^-7: fitted;\n"
+              "     // relative error below 2^%.1f (sampled)\n",
+              std::ceil(ln_err * 10) / 10);
   for (int j = 0; j < 7; ++j)
     std::printf("     %s%s  // k%d\n", hex(decimal(kLnPoly[j])).c_str(), j < 6 ? "," : "", j + 1);
-  std::printf("    }};\n\n");
+  std::printf("    }},\n\n");
 
-  std::printf("const LgHATab _orxdLgHATab = {\n    {\n");
+  std::printf(".lg_ha = {\n    {\n");
   print_rows(lg_rows, "R'");
   std::printf("    },\n");
   std::printf("    %s,  // G1, log10 2 on the grid 2^-42\n", hex(G1).c_str());
@@ -274,10 +308,13 @@ int main() {
   std::printf("    0x1.8p-8,  // near-one bound\n");
   std::printf("    0x1p+60,\n    0x0p+0,\n    0x1p+0,\n");
   std::printf("    %s,  // lambda\n    {\n", hex(kLambda).c_str());
+  std::printf("     // log10(1 + w/lambda) = w + w (m0 + m1 w + ... + m7 w^7) on |w| <= %.4g: fitted;\n"
+              "     // relative error below 2^%.1f (sampled)\n",
+              kLambda * max_rho, std::ceil(lg_err * 10) / 10);
   std::printf("     %s,  // m0 = log10 e/lambda - 1\n", hex(m0).c_str());
   for (int j = 0; j < 7; ++j)
     std::printf("     %s%s  // m%d\n", hex(decimal(kLgPoly[j])).c_str(), j < 6 ? "," : "", j + 1);
-  std::printf("    }};\n\n");
-  std::printf("}  // namespace kel::logdata\n");
+  std::printf("    }},\n};\n\n");
+  std::printf("}  // namespace kel::log_data\n");
   return 0;
 }
