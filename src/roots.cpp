@@ -107,7 +107,7 @@ inline long double pow2(int k) { return kel::Ld::pow2_field(k + kel::Ld::kBias);
 
 // 1/sqrt(mp) for mp = m 2^p in [1, 4), relative error a few 2^-65.
 inline long double rsqrt_reduced(long double mp, int p, int top8) {
-  long double y = _orxdSqrtHATab[p * 256 + top8];
+  long double y = kel::sqrt_data::kTables.seeds[p][top8];
   for (int i = 0; i < 3; ++i) {
     const long double r = 1.0L - mp * (y * y);
     y += (y * 0.5L) * r;
@@ -126,7 +126,7 @@ inline CubeReduced cube_reduce(long double ax) {
   const int q = (r.e + 3 * 1200) / 3 - 1200;
   const int rem = r.e - 3 * q;
   const long double mp = r.m * pow2(rem);
-  long double y = _orxdCbrtHATab[rem * 256 + r.top8];
+  long double y = kel::cbrt_data::kTables.seeds[rem][r.top8];
   for (int i = 0; i < 3; ++i) {
     const long double t = 1.0L - mp * ((y * y) * y);
     y += (y * kThird) * t;

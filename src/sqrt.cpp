@@ -44,36 +44,34 @@ KEL_NAME_OBJECT
 
 namespace {
 
-namespace tab = kel::sqrt_tab;
+using kel::sqrt_data::kTables;
 
 // sqrt(x) for x positive and finite, rounded to a double.  subnormal says
 // whether x is a subnormal of the element's format (the float members pass
 // their own classification: a float subnormal is a normal double).
 [[gnu::always_inline]] inline double positive_root(double x, bool subnormal) {
-  const double* t = _orxdSqrtHATab;
-
   // A subnormal becomes normal after the exact scaling by 2^200; its root is
   // then 2^100 too large, which the result scale takes back.
   int c = 0;
   if (subnormal) {
-    x = kel::round_to<double>(x * t[tab::kPrescale]);
+    x = kel::round_to<double>(x * kTables.prescale);
     c = 100;
   }
 
   const uint64_t b = kel::bits(x);
   const int u = static_cast<int>(b >> 52) - 1023;  // sign bit is clear
   const int p = u & 1;                              // parity, also for u < 0
-  const double m = kel::double_from_bits((b & kel::Format<double>::kFractionMask) | kel::bits(t[tab::kOne]));
-  const double mp = m * t[tab::kParity + p];  // m' in [1, 4), exact
+  const double m = kel::double_from_bits((b & kel::Format<double>::kFractionMask) | kel::bits(kTables.parity[0]));
+  const double mp = m * kTables.parity[p];  // m' in [1, 4), exact
 
   // 2^k with k = (u - p)/2 - c in [-537, 511]: k + 1023 written into the
   // exponent field of 1.0 (the mask keeps the field arithmetic modulo 2^11).
   const int k = (u - p) / 2 - c;
-  const double s = kel::double_from_bits((kel::bits(t[tab::kOne]) & ~kel::Format<double>::kExponentMask) |
+  const double s = kel::double_from_bits((kel::bits(kTables.parity[0]) & ~kel::Format<double>::kExponentMask) |
                                          (static_cast<uint64_t>((k + 1023) & 0x7FF) << 52));
 
-  const double y = t[p * 256 + static_cast<int>((b >> 44) & 0xFF)];
-  const double half = t[tab::kHalf];
+  const double y = kTables.seeds[p][(b >> 44) & 0xFF];
+  const double half = kTables.half;
   double g = mp * y;
   double h = half * y;
   for (int i = 0; i < 3; ++i) {
@@ -90,12 +88,12 @@ namespace tab = kel::sqrt_tab;
   // (2*ghi)*glo to about 26 more); d3 = m' - g^2 is a multiple of 2^-104 of
   // magnitude up to about 2^-49, so its subtraction may round (relative
   // 2^-53 of a residual of a few ulps: harmless).
-  const double v0 = g * t[tab::kSplit];
+  const double v0 = g * kTables.split;
   const double v = v0 - g;
   const double ghi = v0 - v;
   const double glo = g - ghi;
   const double d1 = mp - ghi * ghi;
-  const double d2 = d1 - (t[tab::kTwo] * ghi) * glo;
+  const double d2 = d1 - (kTables.parity[1] * ghi) * glo;
   const double d3 = d2 - glo * glo;
 
   const double z = g + h * d3;
@@ -111,10 +109,9 @@ template <class T>
 int sqrt_element(T x, T* y) {
   using F = kel::Format<T>;
   const typename F::Bits b = kel::bits(x);
-  const double* t = _orxdSqrtHATab;
   if ((b & F::kExponentMask) == F::kExponentMask) {
     if (b == (F::kSignMask | F::kInf)) {
-      *y = static_cast<T>(t[tab::kZero] / t[tab::kZero]);
+      *y = static_cast<T>(kTables.zero / kTables.zero);
       return kelStatusDomain;
     }
     *y = x + x;
@@ -125,7 +122,7 @@ int sqrt_element(T x, T* y) {
     return kelStatusNoError;
   }
   if (b & F::kSignMask) {
-    *y = static_cast<T>(t[tab::kZero] / t[tab::kZero]);
+    *y = static_cast<T>(kTables.zero / kTables.zero);
     return kelStatusDomain;
   }
   *y = static_cast<T>(positive_root(x, (b & F::kExponentMask) == 0));

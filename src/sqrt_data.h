@@ -1,18 +1,22 @@
 // Seed table and constants of the square root (src/sqrt_data.cpp, generated
-// by tools/gen/gen_sqrt.cpp).  Internal to the library.
+// by tools/gen/gen_sqrt.cpp).  Internal: nothing is exported.  The root
+// family's InvSqrt reads the seeds too.
 #pragma once
 
-namespace kel::sqrt_tab {
+namespace kel::sqrt_data {
 
-// Row indices of the constants that follow the 512 seeds.
-inline constexpr int kPrescale = 512;  // 2^200
-inline constexpr int kZero = 513;      // 0.0
-inline constexpr int kHalf = 514;      // 0.5
-inline constexpr int kParity = 515;    // {1.0, 2.0}, indexed by exponent parity
-inline constexpr int kOne = 515;       // 1.0: template of the result scale
-inline constexpr int kTwo = 516;       // 2.0
-inline constexpr int kSplit = 517;     // 2^27 + 1
+struct Tables {
+  // seeds[p][j]: round(2048 / sqrt(2^p (1 + j/256))) / 2048, the reciprocal
+  // square root at the lower end of the interval selected by the exponent
+  // parity p and the top eight fraction bits j, to 11 significant bits.
+  double seeds[2][256];
+  double prescale;   // 2^200, makes a subnormal normal
+  double zero;       // 0/0 is the domain result
+  double half;
+  double parity[2];  // 1 and 2, the factor of m by exponent parity; 1 is also the template of the scale
+  double split;      // 2^27 + 1, Dekker's splitting constant
+};
 
-}  // namespace kel::sqrt_tab
+extern const Tables kTables;
 
-extern "C" const double _orxdSqrtHATab[518];
+}  // namespace kel::sqrt_data
