@@ -37,6 +37,7 @@
 // included; medium path 2^-59 on its worst cases, 2^-87 elsewhere.
 #include "api.h"
 #include "reduce_pio2.h"
+#include "reduce_pio2_data.h"
 
 namespace kel::reduce {
 namespace {
@@ -57,10 +58,10 @@ inline int quadrant(uint32_t s, uint32_t n) {
 
 // abs(x) < 2^30 (biased exponent e below 1053).
 int medium(double a, int e, double sgn, uint32_t s, double* r) {
-  const double* tab = _orxReductionTab;
+  using reduce_data::kTables;
   // n = floor(a*4/pi) from the pattern of y: the implicit bit and the top 31
   // fraction bits, shifted right by 31 - (e_y - 1023).
-  const double y = a * tab[8];
+  const double y = a * kTables.four_over_pi;
   const uint64_t yb = bits(y);
   const uint32_t top = 0x80000000u | static_cast<uint32_t>((yb >> 21) & 0x7FFFFFFF);
   const uint32_t n = top >> ((30 - F::exponent_field(yb)) & 31);
@@ -68,7 +69,7 @@ int medium(double a, int e, double sgn, uint32_t s, double* r) {
 
   double hi, lo;
   if (e >= 1046) {  // a >= 2^23: five pieces, the first 20 bits wide
-    const double* c = tab + 14;
+    const double* c = kTables.pio4_5;
     const double t0 = a - c[0] * k;
     const double b = c[1] * k;
     const double t1 = t0 - b;
@@ -83,7 +84,7 @@ int medium(double a, int e, double sgn, uint32_t s, double* r) {
     lo = e3 + ((t3 - (t3 - d)) - d);
     lo = lo - c[4] * k;
   } else {  // four pieces, the first 27 bits wide
-    const double* c = tab + 10;
+    const double* c = kTables.pio4_4;
     const double t0 = a - c[0] * k;
     const double b = c[1] * k;
     const double t1 = t0 - b;
@@ -102,7 +103,7 @@ int medium(double a, int e, double sgn, uint32_t s, double* r) {
 
 // abs(x) >= 2^30.
 int large(uint64_t ab, int e, double sgn, uint32_t s, double* r) {
-  const double* tab = _orxReductionTab;
+  using reduce_data::kTables;
   // a * 2^-200, split into 26 + 27 bits: every product with a 25-bit piece
   // of 4/pi is exact.
   const uint64_t sb = ab - (uint64_t(200) << 52);
@@ -112,7 +113,7 @@ int large(uint64_t ab, int e, double sgn, uint32_t s, double* r) {
 
   // First piece: j = floor((e - 1052)/25), one less at exact multiples of 25.
   const int j = ((e - 1052) * 83886) >> 21;
-  const double* t = tab + 20 + j;
+  const double* t = kTables.pieces + j;
 
   // Leading sum; xh*T[j] is a multiple of 8 and left out.
   const double A = xl * t[0], B = xh * t[1];
@@ -149,7 +150,7 @@ int large(uint64_t ab, int e, double sgn, uint32_t s, double* r) {
   double F, lo, err;
   const double f1 = v - I;  // exact
   two_sum(f1, w, F, lo);
-  two_sum(F, tab[n & 1], F, err);
+  two_sum(F, kTables.parity[n & 1], F, err);
   lo += err;
   // The last three pairs enter one product at a time rather than as rounded
   // pair sums: that keeps their rounding errors too (2^-124 absolute
@@ -163,11 +164,11 @@ int large(uint64_t ab, int e, double sgn, uint32_t s, double* r) {
 
   // F + lo times pi/4: Fh (about 27 bits) times the 23-bit high part of pi/4
   // is exact.
-  const double g = F * tab[4];
+  const double g = F * kTables.split;
   const double Fh = (F + g) - g;
   const double Fl = (F - Fh) + lo;
-  const double P1 = Fh * tab[6];
-  const double P2 = tab[6] * Fl + (Fh + Fl) * tab[7];
+  const double P1 = Fh * kTables.pio4_2[0];
+  const double P2 = kTables.pio4_2[0] * Fl + (Fh + Fl) * kTables.pio4_2[1];
   const double h = P1 + P2;
   const double l = P2 + (P1 - h);
   r[0] = h * sgn;
@@ -183,7 +184,7 @@ int kel::reduce::reduce_pio2d(double x, double* r) {
   const uint32_t s = static_cast<uint32_t>(xb >> 63);
   const uint64_t ab = xb & ~F::kSignMask;
   const int e = F::exponent_field(xb);
-  const double sgn = _orxReductionTab[2 + s];
+  const double sgn = reduce_data::kTables.sign[s];
   if (e < 1053)  // abs(x) < 2^30
     return medium(double_from_bits(ab), e, sgn, s, r);
   return large(ab, e, sgn, s, r);

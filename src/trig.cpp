@@ -33,6 +33,7 @@
 
 #include "frame.h"
 #include "reduce_pio2.h"
+#include "trig_data.h"
 
 KEL_NAME_OBJECT
 
@@ -40,16 +41,8 @@ namespace kel::trig {
 namespace {
 
 
-// Slots of the sine/cosine table after the 64 rows.
-enum : int {
-  kInvPio32 = 256,
-  kShifter = 257,
-  kPio32 = 258,      // three pieces
-  kSinPoly = 261,    // -1/3!, 1/5!, -1/7!, 1/9!
-  kCosPoly = 265,    // -1/2!, 1/4!, -1/6!, 1/8!
-  kTwo55 = 269,      // 2^55, 2^-55, then 1, 0, inf
-  kCosOne = 271,     // 1, 0, inf
-};
+using trig_data::SinCosTables;
+using trig_data::TanRow;
 
 struct SinCosArg {
   double r2, e;  // reduced argument r2 + e, abs(r2) <= pi/64 (plus rounding)
@@ -59,28 +52,28 @@ struct SinCosArg {
 
 // The medium reduction of r + rl (abs below 2^17), with q quadrants already
 // taken out by the large reduction.
-[[gnu::always_inline]] inline SinCosArg reduce_medium(double r, double rl, int q, const double* tab) {
+[[gnu::always_inline]] inline SinCosArg reduce_medium(double r, double rl, int q, const SinCosTables& tab) {
   // N = nearest integer to r*32/pi: the 1.5*2^52 shifter leaves it in the
   // low bits of the pattern of z (abs(N) < 2^21).
-  const double z = r * tab[kInvPio32] + tab[kShifter];
+  const double z = r * tab.inv_pio32 + tab.shifter;
   const int n = static_cast<int>(static_cast<uint32_t>(bits(z)));
-  const double nd = z - tab[kShifter];
-  const double r1 = r - nd * tab[kPio32];  // exact
-  const double p2 = nd * tab[kPio32 + 1];  // exact
+  const double nd = z - tab.shifter;
+  const double r1 = r - nd * tab.pio32[0];  // exact
+  const double p2 = nd * tab.pio32[1];     // exact
   SinCosArg a;
   a.r2 = r1 - p2;
   const double e2 = (r1 - a.r2) - p2;
-  a.e = (e2 - nd * tab[kPio32 + 2]) + rl;
+  a.e = (e2 - nd * tab.pio32[2]) + rl;
   const double z2 = a.r2 * a.r2;
-  const double* s = tab + kSinPoly;
-  const double* c = tab + kCosPoly;
+  const double* s = tab.sin_poly;
+  const double* c = tab.cos_poly;
   a.ps = z2 * (s[0] + z2 * (s[1] + z2 * (s[2] + z2 * s[3])));
   a.pc = z2 * (c[0] + z2 * (c[1] + z2 * (c[2] + z2 * c[3])));
   a.m = 16 * q + n;
   return a;
 }
 
-SinCosArg reduce_sincos(double x, const double* tab) {
+SinCosArg reduce_sincos(double x, const SinCosTables& tab) {
   double r = x, rl = 0.0;
   int q = 0;
   if (Format<double>::biased_exponent(x) >= 1040) {  // abs(x) >= 2^17
@@ -93,9 +86,9 @@ SinCosArg reduce_sincos(double x, const double* tab) {
 }
 
 // sin(Tj + r2 + e) from row j.
-[[gnu::always_inline]] inline double sin_row(const double* tab, int j, const SinCosArg& a) {
-  const double* row = tab + 4 * j;
-  const double clo = row[0], shi = row[1], slo = row[2], chi = row[3];
+[[gnu::always_inline]] inline double sin_row(const SinCosTables& tab, int j, const SinCosArg& a) {
+  const trig_data::SinCosRow& row = tab.rows[j];
+  const double clo = row.clo, shi = row.shi, slo = row.slo, chi = row.chi;
   const double A = chi * a.r2;  // exact: chi is a power of two
   const double h1 = shi + A;
   const double B = clo * a.r2;
@@ -110,34 +103,34 @@ SinCosArg reduce_sincos(double x, const double* tab) {
 }  // namespace
 
 double _dSin(double x) {
-  const double* tab = _orxdSinCosHATab;
+  const SinCosTables& tab = trig_data::kTables.sincos;
   const int e = Format<double>::biased_exponent(x);
-  if (e == 0x7FF) return is_inf(x) ? x * tab[kTwo55 + 3] : x * x;
+  if (e == 0x7FF) return is_inf(x) ? x * tab.zero : x * x;
   if (e < 771) {  // abs(x) < 2^-252: x, inexact unless zero
     if (is_zero(x)) return x;
-    return (x * tab[kTwo55] - x) * tab[kTwo55 + 1];
+    return (x * tab.two55 - x) * tab.two_m55;
   }
   const SinCosArg a = reduce_sincos(x, tab);
   return sin_row(tab, a.m & 63, a);
 }
 
 double _dCos(double x) {
-  const double* tab = _orxdSinCosHATab;
+  const SinCosTables& tab = trig_data::kTables.sincos;
   const int e = Format<double>::biased_exponent(x);
-  if (e == 0x7FF) return is_inf(x) ? x * tab[kCosOne + 1] : x * x;
+  if (e == 0x7FF) return is_inf(x) ? x * tab.zero : x * x;
   if (e < 771) {  // 1 - x rounds to 1, inexact unless zero
-    if (is_zero(x)) return tab[kCosOne];
-    return tab[kCosOne] - x;
+    if (is_zero(x)) return tab.one;
+    return tab.one - x;
   }
   const SinCosArg a = reduce_sincos(x, tab);
   return sin_row(tab, (a.m + 16) & 63, a);
 }
 
 void _dSinCos(double x, double* sine, double* cosine) {
-  const double* tab = _orxdSinCosHATab;
+  const SinCosTables& tab = trig_data::kTables.sincos;
   const int e = Format<double>::biased_exponent(x);
   if (e == 0x7FF) {
-    const double v = is_inf(x) ? x * tab[kTwo55 + 3] : x * x;
+    const double v = is_inf(x) ? x * tab.zero : x * x;
     *sine = v;
     *cosine = v;
     return;
@@ -145,10 +138,10 @@ void _dSinCos(double x, double* sine, double* cosine) {
   if (e < 771) {
     if (is_zero(x)) {
       *sine = x;
-      *cosine = tab[kTwo55 + 2];
+      *cosine = tab.one;
     } else {
-      *sine = (x * tab[kTwo55] - x) * tab[kTwo55 + 1];
-      *cosine = tab[kTwo55 + 2] - x;
+      *sine = (x * tab.two55 - x) * tab.two_m55;
+      *cosine = tab.one - x;
     }
     return;
   }
@@ -189,13 +182,13 @@ void _dSinCos(double x, double* sine, double* cosine) {
 // abs(r) <= 3.5*pi/32, and
 //   tan(pi/2 + r) = -cot(r) = -1/r + r/3 + c3 r^3 + ... + c15 r^15,
 // the odd chain of row 16 holding the fit of (-cot(r) + 1/r - r/3)/r^3
-// (error below 2^-60 relative), position 17 (s_lo) the 1/3 and positions
-// 14-16 zero.  The reciprocal: rh = r2 with the lowest 18 bits of its pattern
+// (error below 2^-60 relative), s_lo the 1/3 and t_hi, t_lo, s_hi
+// zero.  The reciprocal: rh = r2 with the lowest 18 bits of its pattern
 // cleared (35 bits), rl = (r2 - rh) + e, q = 1/rh (the one division), and
-// qh = q masked by position 19 to 18 bits, so that qh*rh is exact and
+// qh = q masked by the row's mask to 18 bits, so that qh*rh is exact and
 //   eps = (1 - qh*rh) - qh*rl,  abs(eps) < 2^-17,
 //   1/r = qh/(1 - eps) = qh + qh*(eps + eps^2 + eps^3)   (error eps^4 < 2^-68).
-// Position 18 weights the reciprocal term: -w*qh joins t_hi as the leading
+// The row's weight multiplies the reciprocal term: -w*qh joins t_hi as the leading
 // term (exact) and -w*qh*(eps + eps^2 + eps^3) the small terms.  In the other
 // rows the mask and the weight are zero and the term vanishes exactly, so
 // only the pole row divides; it never divides by zero (r2 is never zero: no
@@ -208,21 +201,10 @@ void _dSinCos(double x, double* sine, double* cosine) {
 // multiple of pi/2 is 2^-61 away): nothing overflows, nothing is reported.
 namespace {
 
-enum : int {
-  kTanInvPio32 = 0,
-  kTanShifter = 1,
-  kTanSplitFine = 3,    // 39-bit pieces
-  kTanSplitCoarse = 6,  // 35-bit pieces
-  kTanOne = 11,
-  kTanZero = 12,
-  kTanTwo55 = 14,
-  kTanRows = 16,
-};
-
 // tan(q*pi/2 + r + rl) for abs(r) below 12800.
 [[gnu::always_inline]] inline double tan_medium(double r, double rl, int q) {
-  const double* tab = _orxdTanHATab;
-  const double z = r * tab[kTanInvPio32] + tab[kTanShifter];
+  const trig_data::TanTables& tab = trig_data::kTables.tan;
+  const double z = r * tab.inv_pio32 + tab.shifter;
   int n = static_cast<int>(static_cast<uint32_t>(bits(z)));
   int j = (16 * q + n) & 31;
   const bool pole = j >= 13 && j <= 19;
@@ -231,7 +213,7 @@ enum : int {
     j = 16;
   }
   const double nd = static_cast<double>(n);
-  const double* pio32 = tab + ((n > -16384 && n < 16384) ? kTanSplitFine : kTanSplitCoarse);
+  const double* pio32 = (n > -16384 && n < 16384) ? tab.pio32_fine : tab.pio32_coarse;
   const double r1 = r - nd * pio32[0];  // exact
   const double p2 = nd * pio32[1];      // exact
   const double r2u = r1 - p2;
@@ -242,51 +224,51 @@ enum : int {
   const double r2 = r2u + eu;
   const double e = eu - (r2 - r2u);
 
-  const double* row = tab + kTanRows + 20 * j;
-  // Reciprocal term, weighted by w = row[18] and masked by row[19]: both are
-  // zero outside the pole row, where qh = +0, eps = 1, the tail w*(qh*...) is
-  // +0 and row[14] - w*qh is row[14] to the bit (also for a zero row[14]), so
-  // only the pole row computes them.  Subtracting the +0 tail below leaves
-  // every sum as it is under round-to-nearest.
-  double lead = row[14], recip_tail = 0.0;
+  const TanRow& row = tab.rows[j];
+  // Reciprocal term, weighted by w = row.weight and masked by row.mask: both
+  // are zero outside the pole row, where qh = +0, eps = 1, the tail
+  // w*(qh*...) is +0 and t_hi - w*qh is t_hi to the bit (also for a zero
+  // t_hi), so only the pole row computes them.  Subtracting the +0 tail below
+  // leaves every sum as it is under round-to-nearest.
+  double lead = row.t_hi, recip_tail = 0.0;
   if (pole) {
     const double rh = double_from_bits(bits(r2) & ~uint64_t(0x3FFFF));
     const double rlo = (r2 - rh) + e;
-    const double quot = tab[kTanOne] / rh;
+    const double quot = tab.one / rh;
     uint64_t mask;
-    __builtin_memcpy(&mask, &row[19], sizeof mask);
+    __builtin_memcpy(&mask, &row.mask, sizeof mask);
     const double qh = double_from_bits(bits(quot) & mask);
-    const double eps = (tab[kTanOne] - qh * rh) - qh * rlo;
-    const double w = row[18];
-    recip_tail = w * (qh * (eps * (tab[kTanOne] + eps * (tab[kTanOne] + eps))));
-    lead = row[14] - w * qh;  // the leading term t_hi - w*qh
+    const double eps = (tab.one - qh * rh) - qh * rlo;
+    const double w = row.weight;
+    recip_tail = w * (qh * (eps * (tab.one + eps * (tab.one + eps))));
+    lead = row.t_hi - w * qh;  // the leading term t_hi - w*qh
   }
 
   // Leading sum lead + s_hi*r2 + s_lo*r2 with its rounding errors.
-  const double A = row[16] * r2;  // exact
+  const double A = row.s_hi * r2;  // exact
   const double h1 = lead + A;
-  const double B = row[17] * r2;
+  const double B = row.s_lo * r2;
   const double h2 = h1 + B;
   const double err = ((lead - h1) + A) + ((h1 - h2) + B);
 
   const double zz = r2 * r2;
-  const double* c = row;
+  const double* c = row.c;
   const double even = c[0] + zz * (c[2] + zz * (c[4] + zz * (c[6] + zz * (c[8] + zz * (c[10] + zz * c[12])))));
   const double odd = c[1] + zz * (c[3] + zz * (c[5] + zz * (c[7] + zz * (c[9] + zz * (c[11] + zz * c[13])))));
   const double poly = zz * (even + r2 * odd);
-  const double small = row[15] + err + e * ((row[16] + row[17]) + 2.0 * c[0] * r2) + poly - recip_tail;
+  const double small = row.t_lo + err + e * ((row.s_hi + row.s_lo) + 2.0 * c[0] * r2) + poly - recip_tail;
   return h2 + small;
 }
 
 }  // namespace
 
 double _dTan(double x) {
-  const double* tab = _orxdTanHATab;
+  const trig_data::TanTables& tab = trig_data::kTables.tan;
   const int ex = Format<double>::biased_exponent(x);
-  if (ex == 0x7FF) return is_inf(x) ? x * tab[kTanZero] : x * x;
+  if (ex == 0x7FF) return is_inf(x) ? x * tab.zero : x * x;
   if (ex < 771) {
     if (is_zero(x)) return x;
-    return (x * tab[kTanTwo55] - x) * tab[kTanTwo55 + 1];
+    return (x * tab.two55 - x) * tab.two_m55;
   }
   double r = x, rl = 0.0;
   int q = 0;
@@ -360,8 +342,8 @@ template <class T, int kRowShift, int (*Element)(T, T*)>
 struct SinOrCos {
   static bool main_path(const T* p) { return SinCosRange::test(p); }
   [[gnu::always_inline]] static void main(T x, T* y) {
-    const SinCosArg a = reduce_medium(x, 0.0, 0, _orxdSinCosHATab);
-    *y = static_cast<T>(sin_row(_orxdSinCosHATab, (a.m + kRowShift) & 63, a));
+    const SinCosArg a = reduce_medium(x, 0.0, 0, kel::trig_data::kTables.sincos);
+    *y = static_cast<T>(sin_row(kel::trig_data::kTables.sincos, (a.m + kRowShift) & 63, a));
   }
   static int element(T x, T* y) { return Element(x, y); }
 };
@@ -374,9 +356,9 @@ template <class T>
 struct SinCos {
   static bool main_path(const T* p) { return SinCosRange::test(p); }
   [[gnu::always_inline]] static void main(T x, T* s, T* c) {
-    const SinCosArg a = reduce_medium(x, 0.0, 0, _orxdSinCosHATab);
-    *s = static_cast<T>(sin_row(_orxdSinCosHATab, a.m & 63, a));
-    *c = static_cast<T>(sin_row(_orxdSinCosHATab, (a.m + 16) & 63, a));
+    const SinCosArg a = reduce_medium(x, 0.0, 0, kel::trig_data::kTables.sincos);
+    *s = static_cast<T>(sin_row(kel::trig_data::kTables.sincos, a.m & 63, a));
+    *c = static_cast<T>(sin_row(kel::trig_data::kTables.sincos, (a.m + 16) & 63, a));
   }
   static int element(T x, T* s, T* c) { return sincos_element(x, s, c); }
 };

@@ -2,254 +2,203 @@
 //
 // Sine/cosine rows {cos(Tj) - Chi, sin(Tj) high, sin(Tj) low, Chi} for
 // Tj = j*pi/32 (Chi the power of two nearest to cos(Tj)), then the
-// reduction, polynomial and screen constants.  Tangent: a 16-double header,
-// then 32 rows of 20 doubles (correction polynomial c2..c15, tan(Tj),
+// reduction, polynomial and screen constants.  Tangent: the reduction and
+// screen constants, then 32 rows (correction polynomial c2..c15, tan(Tj),
 // 1 + tan(Tj)^2, reciprocal weight and mask).
-#include "trig.h"
+#include "trig_data.h"
 
-namespace kel::trig {
+namespace kel::trig_data {
 
-namespace {
-constexpr double kInf = __builtin_inf();
-}  // namespace
-
-extern const double _orxdSinCosHATab[274] = {
-    0x0p+0, 0x0p+0, 0x0p+0, 0x1p+0,  // row 0
-    -0x1.3b92e176d6d31p-8, 0x1.917a6bc29b42cp-4, -0x1.e2718d26ed688p-60, 0x1p+0,  // row 1
-    -0x1.3ad06011469fbp-6, 0x1.8f8b83c69a60bp-3, -0x1.26d19b9ff8d82p-57, 0x1p+0,  // row 2
-    -0x1.60bea939d225ap-5, 0x1.294062ed59f06p-2, -0x1.5d28da2c4612dp-56, 0x1p+0,  // row 3
-    -0x1.37ca1866b95cfp-4, 0x1.87de2a6aea963p-2, -0x1.72cedd3d5a61p-57, 0x1p+0,  // row 4
-    -0x1.e3a6873fa1279p-4, 0x1.e2b5d3806f63bp-2, 0x1.e0d891d3c6841p-58, 0x1p+0,  // row 5
-    -0x1.592675bc57974p-3, 0x1.1c73b39ae68c8p-1, 0x1.b25dd267f66p-55, 0x1p+0,  // row 6
-    -0x1.d0dfe53aba2fdp-3, 0x1.44cf325091dd6p-1, 0x1.8076a2cfdc6b3p-57, 0x1p+0,  // row 7
-    0x1.a827999fcef32p-3, 0x1.6a09e667f3bcdp-1, -0x1.bdd3413b26456p-55, 0x1p-1,  // row 8
-    0x1.133cc94247758p-3, 0x1.8bc806b151741p-1, -0x1.2c5e12ed1336dp-55, 0x1p-1,  // row 9
-    0x1.c73b39ae68c87p-5, 0x1.a9b66290ea1a3p-1, 0x1.9f630e8b6dac8p-60, 0x1p-1,  // row 10
-    -0x1.d4a2c7f909c4ep-6, 0x1.c38b2f180bdb1p-1, -0x1.6e0b1757c8d07p-56, 0x1p-1,  // row 11
-    -0x1.e087565455a75p-4, 0x1.d906bcf328d46p-1, 0x1.457e610231ac2p-56, 0x1p-1,  // row 12
-    0x1.4a03176acf82dp-5, 0x1.e9f4156c62ddap-1, 0x1.760b1e2e3f81ep-55, 0x1p-2,  // row 13
-    -0x1.c1d1f0e5967d5p-5, 0x1.f6297cff75cbp-1, 0x1.562172a361fd3p-56, 0x1p-2,  // row 14
-    -0x1.ba1650f592f5p-6, 0x1.fd88da3d12526p-1, -0x1.87df6378811c7p-55, 0x1p-3,  // row 15
-    0x0p+0, 0x1p+0, 0x0p+0, -0x0p+0,  // row 16
-    0x1.ba1650f592f5p-6, 0x1.fd88da3d12526p-1, -0x1.87df6378811c7p-55, -0x1p-3,  // row 17
-    0x1.c1d1f0e5967d5p-5, 0x1.f6297cff75cbp-1, 0x1.562172a361fd3p-56, -0x1p-2,  // row 18
-    -0x1.4a03176acf82dp-5, 0x1.e9f4156c62ddap-1, 0x1.760b1e2e3f81ep-55, -0x1p-2,  // row 19
-    0x1.e087565455a75p-4, 0x1.d906bcf328d46p-1, 0x1.457e610231ac2p-56, -0x1p-1,  // row 20
-    0x1.d4a2c7f909c4ep-6, 0x1.c38b2f180bdb1p-1, -0x1.6e0b1757c8d07p-56, -0x1p-1,  // row 21
-    -0x1.c73b39ae68c87p-5, 0x1.a9b66290ea1a3p-1, 0x1.9f630e8b6dac8p-60, -0x1p-1,  // row 22
-    -0x1.133cc94247758p-3, 0x1.8bc806b151741p-1, -0x1.2c5e12ed1336dp-55, -0x1p-1,  // row 23
-    -0x1.a827999fcef32p-3, 0x1.6a09e667f3bcdp-1, -0x1.bdd3413b26456p-55, -0x1p-1,  // row 24
-    0x1.d0dfe53aba2fdp-3, 0x1.44cf325091dd6p-1, 0x1.8076a2cfdc6b3p-57, -0x1p+0,  // row 25
-    0x1.592675bc57974p-3, 0x1.1c73b39ae68c8p-1, 0x1.b25dd267f66p-55, -0x1p+0,  // row 26
-    0x1.e3a6873fa1279p-4, 0x1.e2b5d3806f63bp-2, 0x1.e0d891d3c6841p-58, -0x1p+0,  // row 27
-    0x1.37ca1866b95cfp-4, 0x1.87de2a6aea963p-2, -0x1.72cedd3d5a61p-57, -0x1p+0,  // row 28
-    0x1.60bea939d225ap-5, 0x1.294062ed59f06p-2, -0x1.5d28da2c4612dp-56, -0x1p+0,  // row 29
-    0x1.3ad06011469fbp-6, 0x1.8f8b83c69a60bp-3, -0x1.26d19b9ff8d82p-57, -0x1p+0,  // row 30
-    0x1.3b92e176d6d31p-8, 0x1.917a6bc29b42cp-4, -0x1.e2718d26ed688p-60, -0x1p+0,  // row 31
-    0x0p+0, 0x0p+0, 0x0p+0, -0x1p+0,  // row 32
-    0x1.3b92e176d6d31p-8, -0x1.917a6bc29b42cp-4, 0x1.e2718d26ed688p-60, -0x1p+0,  // row 33
-    0x1.3ad06011469fbp-6, -0x1.8f8b83c69a60bp-3, 0x1.26d19b9ff8d82p-57, -0x1p+0,  // row 34
-    0x1.60bea939d225ap-5, -0x1.294062ed59f06p-2, 0x1.5d28da2c4612dp-56, -0x1p+0,  // row 35
-    0x1.37ca1866b95cfp-4, -0x1.87de2a6aea963p-2, 0x1.72cedd3d5a61p-57, -0x1p+0,  // row 36
-    0x1.e3a6873fa1279p-4, -0x1.e2b5d3806f63bp-2, -0x1.e0d891d3c6841p-58, -0x1p+0,  // row 37
-    0x1.592675bc57974p-3, -0x1.1c73b39ae68c8p-1, -0x1.b25dd267f66p-55, -0x1p+0,  // row 38
-    0x1.d0dfe53aba2fdp-3, -0x1.44cf325091dd6p-1, -0x1.8076a2cfdc6b3p-57, -0x1p+0,  // row 39
-    -0x1.a827999fcef32p-3, -0x1.6a09e667f3bcdp-1, 0x1.bdd3413b26456p-55, -0x1p-1,  // row 40
-    -0x1.133cc94247758p-3, -0x1.8bc806b151741p-1, 0x1.2c5e12ed1336dp-55, -0x1p-1,  // row 41
-    -0x1.c73b39ae68c87p-5, -0x1.a9b66290ea1a3p-1, -0x1.9f630e8b6dac8p-60, -0x1p-1,  // row 42
-    0x1.d4a2c7f909c4ep-6, -0x1.c38b2f180bdb1p-1, 0x1.6e0b1757c8d07p-56, -0x1p-1,  // row 43
-    0x1.e087565455a75p-4, -0x1.d906bcf328d46p-1, -0x1.457e610231ac2p-56, -0x1p-1,  // row 44
-    -0x1.4a03176acf82dp-5, -0x1.e9f4156c62ddap-1, -0x1.760b1e2e3f81ep-55, -0x1p-2,  // row 45
-    0x1.c1d1f0e5967d5p-5, -0x1.f6297cff75cbp-1, -0x1.562172a361fd3p-56, -0x1p-2,  // row 46
-    0x1.ba1650f592f5p-6, -0x1.fd88da3d12526p-1, 0x1.87df6378811c7p-55, -0x1p-3,  // row 47
-    0x0p+0, -0x1p+0, 0x0p+0, -0x0p+0,  // row 48
-    -0x1.ba1650f592f5p-6, -0x1.fd88da3d12526p-1, 0x1.87df6378811c7p-55, 0x1p-3,  // row 49
-    -0x1.c1d1f0e5967d5p-5, -0x1.f6297cff75cbp-1, -0x1.562172a361fd3p-56, 0x1p-2,  // row 50
-    0x1.4a03176acf82dp-5, -0x1.e9f4156c62ddap-1, -0x1.760b1e2e3f81ep-55, 0x1p-2,  // row 51
-    -0x1.e087565455a75p-4, -0x1.d906bcf328d46p-1, -0x1.457e610231ac2p-56, 0x1p-1,  // row 52
-    -0x1.d4a2c7f909c4ep-6, -0x1.c38b2f180bdb1p-1, 0x1.6e0b1757c8d07p-56, 0x1p-1,  // row 53
-    0x1.c73b39ae68c87p-5, -0x1.a9b66290ea1a3p-1, -0x1.9f630e8b6dac8p-60, 0x1p-1,  // row 54
-    0x1.133cc94247758p-3, -0x1.8bc806b151741p-1, 0x1.2c5e12ed1336dp-55, 0x1p-1,  // row 55
-    0x1.a827999fcef32p-3, -0x1.6a09e667f3bcdp-1, 0x1.bdd3413b26456p-55, 0x1p-1,  // row 56
-    -0x1.d0dfe53aba2fdp-3, -0x1.44cf325091dd6p-1, -0x1.8076a2cfdc6b3p-57, 0x1p+0,  // row 57
-    -0x1.592675bc57974p-3, -0x1.1c73b39ae68c8p-1, -0x1.b25dd267f66p-55, 0x1p+0,  // row 58
-    -0x1.e3a6873fa1279p-4, -0x1.e2b5d3806f63bp-2, -0x1.e0d891d3c6841p-58, 0x1p+0,  // row 59
-    -0x1.37ca1866b95cfp-4, -0x1.87de2a6aea963p-2, 0x1.72cedd3d5a61p-57, 0x1p+0,  // row 60
-    -0x1.60bea939d225ap-5, -0x1.294062ed59f06p-2, 0x1.5d28da2c4612dp-56, 0x1p+0,  // row 61
-    -0x1.3ad06011469fbp-6, -0x1.8f8b83c69a60bp-3, 0x1.26d19b9ff8d82p-57, 0x1p+0,  // row 62
-    -0x1.3b92e176d6d31p-8, -0x1.917a6bc29b42cp-4, 0x1.e2718d26ed688p-60, 0x1p+0,  // row 63
-    0x1.45f306dc9c883p+3, 0x1.8p+52, 0x1.921fb544p-4, 0x1.0b4611a6p-38,  // 32/pi, 1.5*2^52, pi/32 (three pieces)
-    0x1.3198a2e037073p-73, -0x1.5555555555555p-3, 0x1.1111111111111p-7, -0x1.a01a01a01a01ap-13,  // pi/32 low; sine -1/3!, 1/5!, -1/7!
-    0x1.71de3a556c734p-19, -0x1p-1, 0x1.5555555555555p-5, -0x1.6c16c16c16c17p-10,  // sine 1/9!; cosine -1/2!, 1/4!, -1/6!
-    0x1.a01a01a01a01ap-16, 0x1p+55, 0x1p-55, 0x1p+0,  // cosine 1/8!; then the screen constants
-    0x0p+0, kInf,
+const Tables kTables = {
+    .sincos =
+        {
+            .rows =
+                {
+                    {0x0p+0, 0x0p+0, 0x0p+0, 0x1p+0},  // row 0
+                    {-0x1.3b92e176d6d31p-8, 0x1.917a6bc29b42cp-4, -0x1.e2718d26ed688p-60, 0x1p+0},  // row 1
+                    {-0x1.3ad06011469fbp-6, 0x1.8f8b83c69a60bp-3, -0x1.26d19b9ff8d82p-57, 0x1p+0},  // row 2
+                    {-0x1.60bea939d225ap-5, 0x1.294062ed59f06p-2, -0x1.5d28da2c4612dp-56, 0x1p+0},  // row 3
+                    {-0x1.37ca1866b95cfp-4, 0x1.87de2a6aea963p-2, -0x1.72cedd3d5a61p-57, 0x1p+0},  // row 4
+                    {-0x1.e3a6873fa1279p-4, 0x1.e2b5d3806f63bp-2, 0x1.e0d891d3c6841p-58, 0x1p+0},  // row 5
+                    {-0x1.592675bc57974p-3, 0x1.1c73b39ae68c8p-1, 0x1.b25dd267f66p-55, 0x1p+0},  // row 6
+                    {-0x1.d0dfe53aba2fdp-3, 0x1.44cf325091dd6p-1, 0x1.8076a2cfdc6b3p-57, 0x1p+0},  // row 7
+                    {0x1.a827999fcef32p-3, 0x1.6a09e667f3bcdp-1, -0x1.bdd3413b26456p-55, 0x1p-1},  // row 8
+                    {0x1.133cc94247758p-3, 0x1.8bc806b151741p-1, -0x1.2c5e12ed1336dp-55, 0x1p-1},  // row 9
+                    {0x1.c73b39ae68c87p-5, 0x1.a9b66290ea1a3p-1, 0x1.9f630e8b6dac8p-60, 0x1p-1},  // row 10
+                    {-0x1.d4a2c7f909c4ep-6, 0x1.c38b2f180bdb1p-1, -0x1.6e0b1757c8d07p-56, 0x1p-1},  // row 11
+                    {-0x1.e087565455a75p-4, 0x1.d906bcf328d46p-1, 0x1.457e610231ac2p-56, 0x1p-1},  // row 12
+                    {0x1.4a03176acf82dp-5, 0x1.e9f4156c62ddap-1, 0x1.760b1e2e3f81ep-55, 0x1p-2},  // row 13
+                    {-0x1.c1d1f0e5967d5p-5, 0x1.f6297cff75cbp-1, 0x1.562172a361fd3p-56, 0x1p-2},  // row 14
+                    {-0x1.ba1650f592f5p-6, 0x1.fd88da3d12526p-1, -0x1.87df6378811c7p-55, 0x1p-3},  // row 15
+                    {0x0p+0, 0x1p+0, 0x0p+0, -0x0p+0},  // row 16
+                    {0x1.ba1650f592f5p-6, 0x1.fd88da3d12526p-1, -0x1.87df6378811c7p-55, -0x1p-3},  // row 17
+                    {0x1.c1d1f0e5967d5p-5, 0x1.f6297cff75cbp-1, 0x1.562172a361fd3p-56, -0x1p-2},  // row 18
+                    {-0x1.4a03176acf82dp-5, 0x1.e9f4156c62ddap-1, 0x1.760b1e2e3f81ep-55, -0x1p-2},  // row 19
+                    {0x1.e087565455a75p-4, 0x1.d906bcf328d46p-1, 0x1.457e610231ac2p-56, -0x1p-1},  // row 20
+                    {0x1.d4a2c7f909c4ep-6, 0x1.c38b2f180bdb1p-1, -0x1.6e0b1757c8d07p-56, -0x1p-1},  // row 21
+                    {-0x1.c73b39ae68c87p-5, 0x1.a9b66290ea1a3p-1, 0x1.9f630e8b6dac8p-60, -0x1p-1},  // row 22
+                    {-0x1.133cc94247758p-3, 0x1.8bc806b151741p-1, -0x1.2c5e12ed1336dp-55, -0x1p-1},  // row 23
+                    {-0x1.a827999fcef32p-3, 0x1.6a09e667f3bcdp-1, -0x1.bdd3413b26456p-55, -0x1p-1},  // row 24
+                    {0x1.d0dfe53aba2fdp-3, 0x1.44cf325091dd6p-1, 0x1.8076a2cfdc6b3p-57, -0x1p+0},  // row 25
+                    {0x1.592675bc57974p-3, 0x1.1c73b39ae68c8p-1, 0x1.b25dd267f66p-55, -0x1p+0},  // row 26
+                    {0x1.e3a6873fa1279p-4, 0x1.e2b5d3806f63bp-2, 0x1.e0d891d3c6841p-58, -0x1p+0},  // row 27
+                    {0x1.37ca1866b95cfp-4, 0x1.87de2a6aea963p-2, -0x1.72cedd3d5a61p-57, -0x1p+0},  // row 28
+                    {0x1.60bea939d225ap-5, 0x1.294062ed59f06p-2, -0x1.5d28da2c4612dp-56, -0x1p+0},  // row 29
+                    {0x1.3ad06011469fbp-6, 0x1.8f8b83c69a60bp-3, -0x1.26d19b9ff8d82p-57, -0x1p+0},  // row 30
+                    {0x1.3b92e176d6d31p-8, 0x1.917a6bc29b42cp-4, -0x1.e2718d26ed688p-60, -0x1p+0},  // row 31
+                    {0x0p+0, 0x0p+0, 0x0p+0, -0x1p+0},  // row 32
+                    {0x1.3b92e176d6d31p-8, -0x1.917a6bc29b42cp-4, 0x1.e2718d26ed688p-60, -0x1p+0},  // row 33
+                    {0x1.3ad06011469fbp-6, -0x1.8f8b83c69a60bp-3, 0x1.26d19b9ff8d82p-57, -0x1p+0},  // row 34
+                    {0x1.60bea939d225ap-5, -0x1.294062ed59f06p-2, 0x1.5d28da2c4612dp-56, -0x1p+0},  // row 35
+                    {0x1.37ca1866b95cfp-4, -0x1.87de2a6aea963p-2, 0x1.72cedd3d5a61p-57, -0x1p+0},  // row 36
+                    {0x1.e3a6873fa1279p-4, -0x1.e2b5d3806f63bp-2, -0x1.e0d891d3c6841p-58, -0x1p+0},  // row 37
+                    {0x1.592675bc57974p-3, -0x1.1c73b39ae68c8p-1, -0x1.b25dd267f66p-55, -0x1p+0},  // row 38
+                    {0x1.d0dfe53aba2fdp-3, -0x1.44cf325091dd6p-1, -0x1.8076a2cfdc6b3p-57, -0x1p+0},  // row 39
+                    {-0x1.a827999fcef32p-3, -0x1.6a09e667f3bcdp-1, 0x1.bdd3413b26456p-55, -0x1p-1},  // row 40
+                    {-0x1.133cc94247758p-3, -0x1.8bc806b151741p-1, 0x1.2c5e12ed1336dp-55, -0x1p-1},  // row 41
+                    {-0x1.c73b39ae68c87p-5, -0x1.a9b66290ea1a3p-1, -0x1.9f630e8b6dac8p-60, -0x1p-1},  // row 42
+                    {0x1.d4a2c7f909c4ep-6, -0x1.c38b2f180bdb1p-1, 0x1.6e0b1757c8d07p-56, -0x1p-1},  // row 43
+                    {0x1.e087565455a75p-4, -0x1.d906bcf328d46p-1, -0x1.457e610231ac2p-56, -0x1p-1},  // row 44
+                    {-0x1.4a03176acf82dp-5, -0x1.e9f4156c62ddap-1, -0x1.760b1e2e3f81ep-55, -0x1p-2},  // row 45
+                    {0x1.c1d1f0e5967d5p-5, -0x1.f6297cff75cbp-1, -0x1.562172a361fd3p-56, -0x1p-2},  // row 46
+                    {0x1.ba1650f592f5p-6, -0x1.fd88da3d12526p-1, 0x1.87df6378811c7p-55, -0x1p-3},  // row 47
+                    {0x0p+0, -0x1p+0, 0x0p+0, -0x0p+0},  // row 48
+                    {-0x1.ba1650f592f5p-6, -0x1.fd88da3d12526p-1, 0x1.87df6378811c7p-55, 0x1p-3},  // row 49
+                    {-0x1.c1d1f0e5967d5p-5, -0x1.f6297cff75cbp-1, -0x1.562172a361fd3p-56, 0x1p-2},  // row 50
+                    {0x1.4a03176acf82dp-5, -0x1.e9f4156c62ddap-1, -0x1.760b1e2e3f81ep-55, 0x1p-2},  // row 51
+                    {-0x1.e087565455a75p-4, -0x1.d906bcf328d46p-1, -0x1.457e610231ac2p-56, 0x1p-1},  // row 52
+                    {-0x1.d4a2c7f909c4ep-6, -0x1.c38b2f180bdb1p-1, 0x1.6e0b1757c8d07p-56, 0x1p-1},  // row 53
+                    {0x1.c73b39ae68c87p-5, -0x1.a9b66290ea1a3p-1, -0x1.9f630e8b6dac8p-60, 0x1p-1},  // row 54
+                    {0x1.133cc94247758p-3, -0x1.8bc806b151741p-1, 0x1.2c5e12ed1336dp-55, 0x1p-1},  // row 55
+                    {0x1.a827999fcef32p-3, -0x1.6a09e667f3bcdp-1, 0x1.bdd3413b26456p-55, 0x1p-1},  // row 56
+                    {-0x1.d0dfe53aba2fdp-3, -0x1.44cf325091dd6p-1, -0x1.8076a2cfdc6b3p-57, 0x1p+0},  // row 57
+                    {-0x1.592675bc57974p-3, -0x1.1c73b39ae68c8p-1, -0x1.b25dd267f66p-55, 0x1p+0},  // row 58
+                    {-0x1.e3a6873fa1279p-4, -0x1.e2b5d3806f63bp-2, -0x1.e0d891d3c6841p-58, 0x1p+0},  // row 59
+                    {-0x1.37ca1866b95cfp-4, -0x1.87de2a6aea963p-2, 0x1.72cedd3d5a61p-57, 0x1p+0},  // row 60
+                    {-0x1.60bea939d225ap-5, -0x1.294062ed59f06p-2, 0x1.5d28da2c4612dp-56, 0x1p+0},  // row 61
+                    {-0x1.3ad06011469fbp-6, -0x1.8f8b83c69a60bp-3, 0x1.26d19b9ff8d82p-57, 0x1p+0},  // row 62
+                    {-0x1.3b92e176d6d31p-8, -0x1.917a6bc29b42cp-4, 0x1.e2718d26ed688p-60, 0x1p+0},  // row 63
+                },
+            .inv_pio32 = 0x1.45f306dc9c883p+3,
+            .shifter = 0x1.8p+52,
+            .pio32 = {0x1.921fb544p-4, 0x1.0b4611a6p-38, 0x1.3198a2e037073p-73},
+            .sin_poly = {-0x1.5555555555555p-3, 0x1.1111111111111p-7, -0x1.a01a01a01a01ap-13, 0x1.71de3a556c734p-19},
+            .cos_poly = {-0x1p-1, 0x1.5555555555555p-5, -0x1.6c16c16c16c17p-10, 0x1.a01a01a01a01ap-16},
+            .two55 = 0x1p+55,
+            .two_m55 = 0x1p-55,
+            .one = 0x1p+0,
+            .zero = 0x0p+0,
+        },
+    .tan =
+        {
+            .inv_pio32 = 0x1.45f306dc9c883p+3,
+            .shifter = 0x1.8p+52,
+            .pio32_fine = {0x1.921fb54444p-4, -0x1.2e7b967674p-44, 0x1.8a2e03707344ap-85},
+            .pio32_coarse = {0x1.921fb5444p-4, 0x1.68c234c4cp-43, 0x1.98a2e03707345p-81},
+            .one = 0x1p+0,
+            .zero = 0x0p+0,
+            .two55 = 0x1p+55,
+            .two_m55 = 0x1p-55,
+            .rows =
+                {
+                    {{0x0p+0, 0x1.5555555555555p-2, 0x0p+0, 0x1.1111111111111p-3, 0x0p+0, 0x1.ba1ba1ba1ba1dp-5, 0x0p+0,  // row 0
+                      0x1.664f4882bf6c2p-6, 0x0p+0, 0x1.226e356d89f18p-7, 0x0p+0, 0x1.d6d341bb9342fp-9, 0x0p+0, 0x1.7ef35cb2f5195p-10},
+                     0x0p+0, 0x0p+0, 0x1p+0, 0x0p+0, 0x0p+0, 0x0p+0},
+                    {{0x1.97558dc230b9bp-4, 0x1.62ac976fc4985p-2, 0x1.1381eb6247521p-4, 0x1.27f838746482dp-3, 0x1.3e6093e666322p-5, 0x1.fa8ae1f1dca09p-5, 0x1.53f834e43293dp-6,  // row 1
+                      0x1.b74ea3c6e5ff7p-6, 0x1.5ad63dc50fea3p-7, 0x1.813082876647fp-7, 0x1.57c7c312a87f3p-8, 0x1.54e8d7299fef3p-8, 0x1.4f955914ff7b3p-9, 0x1.314699c55252ep-9},
+                     0x1.936bb8c5b2da2p-4, 0x1.87d054f689d7ap-58, 0x1p+0, 0x1.3dde2a8935dd9p-7, 0x0p+0, 0x0p+0},
+                    {{0x1.a77d9d62ca5f8p-3, 0x1.8cf51433258fap-2, 0x1.2b15401771ceap-3, 0x1.7370fc028a723p-3, 0x1.6dfaa214368eep-4, 0x1.6cb8e172dbbf4p-4, 0x1.a34075a273c44p-5,  // row 2
+                      0x1.70153432d1c9bp-5, 0x1.d03ef8ca5b383p-6, 0x1.7a265b6041066p-6, 0x1.f88d2ed7a80b1p-7, 0x1.88f4b6f2914b3p-7, 0x1.107fc8d62da8fp-7, 0x1.9d214e3d125b9p-8},
+                     0x1.975f5e0553158p-3, 0x1.ef5d367441946p-61, 0x1p+0, 0x1.4420303dec55p-5, 0x0p+0, 0x0p+0},
+                    {{0x1.5335ed87ab0bbp-2, 0x1.dba4179143126p-2, 0x1.015ab59f21a6dp-2, 0x1.0576ce19fc6aap-2, 0x1.59462c0b3f235p-3, 0x1.30eb83f838647p-3, 0x1.b8ec59313a394p-4,  // row 3
+                      0x1.6d3f409a9accfp-4, 0x1.13950dfde5495p-4, 0x1.bb382d303e02ap-5, 0x1.552e263c55142p-5, 0x1.0e9785d9e7482p-5, 0x1.a6bbf291330c5p-6, 0x1.4d1b98798f967p-6},
+                     0x1.36a08355c63dcp-2, -0x1.d704d1bfdb6e8p-57, 0x1p+0, 0x1.78e922b82ab63p-4, 0x0p+0, 0x0p+0},
+                    {{0x1.f0ed99bed9b2ep-2, 0x1.2edd996c125e5p-1, 0x1.a08b786362c2p-2, 0x1.911bd4b494091p-2, 0x1.3c09293a2fd88p-2, 0x1.189be3303df3bp-2, 0x1.cfc5656f21906p-3,  // row 4
+                      0x1.90125aa5515e4p-3, 0x1.50533433d70cbp-3, 0x1.1f2506527c8b2p-3, 0x1.e5c5414e052e8p-4, 0x1.9d329712dd1c4p-4, 0x1.6071c54b9b08ep-4, 0x1.2b636e1e7651fp-4},
+                     0x1.a827999fcef32p-2, 0x1.08b2fb1366ea9p-56, 0x1p+0, 0x1.5f619980c4337p-3, 0x0p+0, 0x0p+0},
+                    {{0x1.5fdb93dd01ccap-1, 0x1.977f95645ad0bp-1, 0x1.4f192bf0bf914p-1, 0x1.499333f8b9p-1, 0x1.27ae15936a85cp-1, 0x1.1659eef478629p-1, 0x1.ff10fcc00f2c2p-2,  // row 5
+                      0x1.db63b44a22dd4p-2, 0x1.b72a444fef43ep-2, 0x1.972b2b2b2188p-2, 0x1.78c83a8885c4fp-2, 0x1.5d04286c924fbp-2, 0x1.457df5d877b5fp-2, 0x1.2d6e60bb1d317p-2},
+                     0x1.11ab7190834ecp-1, -0x1.e564bcd1e635dp-55, 0x1p+0, 0x1.248f1b07217e3p-2, 0x0p+0, 0x0p+0},
+                    {{0x1.eed87e93463bdp-1, 0x1.20c10f4d790a4p+0, 0x1.1369e386accd3p+0, 0x1.2081722a9777ep+0, 0x1.22137ddaa0094p+0, 0x1.293111e9c7f82p+0, 0x1.2de9c2b288f55p+0,  // row 6
+                      0x1.33e582651f05ep+0, 0x1.3972f109a72afp+0, 0x1.3f5b218913a1ap+0, 0x1.453f1f1d1b2d9p+0, 0x1.4b4f7b2084a1ap+0, 0x1.5473fe147cde1p+0, 0x1.5ac94d40501b9p+0},
+                     0x1.561b82ab7f99p-1, 0x1.7a8c52172b675p-55, 0x1p+0, 0x1.c92d84170bcc6p-2, 0x0p+0, 0x0p+0},
+                    {{0x1.5f9844b6261cbp+0, 0x1.af5a574c30018p+0, 0x1.d7334fe8e54fap+0, 0x1.0e0124db97058p+1, 0x1.3006e697d6ff6p+1, 0x1.58c1919d49225p+1, 0x1.85e24c7a01a15p+1,  // row 7
+                      0x1.b963de931fa47p+1, 0x1.f37e2c84c2a7dp+1, 0x1.1aab077d6f583p+2, 0x1.3fe4e69472569p+2, 0x1.6a0c74491df58p+2, 0x1.9e3f373246e09p+2, 0x1.d4d506331e188p+2},
+                     0x1.a43002ae4285p-1, -0x1.a6db80fe796fep-56, 0x1p+1, -0x1.4e526e33345b8p-2, 0x0p+0, 0x0p+0},
+                    {{0x1p+1, 0x1.5555555555555p+1, 0x1.aaaaaaaaaaaaap+1, 0x1.1111111111111p+2, 0x1.5b05b05b05f51p+2, 0x1.ba1ba1ba1bf93p+2, 0x1.1965965818de8p+3,  // row 8
+                      0x1.664f4881196e6p+3, 0x1.c8342e3aab4bp+3, 0x1.226e392ee5b61p+4, 0x1.71c24d69fa515p+4, 0x1.d6cacb6936abdp+4, 0x1.2fe3090ebe9e4p+5, 0x1.82ebb97a392cfp+5},
+                     0x1p+0, 0x0p+0, 0x1p+1, 0x0p+0, 0x0p+0, 0x0p+0},
+                    {{0x1.838af10c783e2p+1, 0x1.211e7e60198f4p+2, 0x1.a0e21411ab227p+2, 0x1.2ff0b2cba4b0cp+3, 0x1.b9fc5bba2d97cp+3, 0x1.41a0af3f33905p+4, 0x1.d3fcbf2b7fba8p+4,  // row 9
+                      0x1.547ef644ff661p+5, 0x1.ef76e9b435ffbp+5, 0x1.687bb5722ef92p+6, 0x1.063dc940930b7p+7, 0x1.7d98748fcb7adp+7, 0x1.1ab447cd30be3p+8, 0x1.9b5f2494d47f2p+8},
+                     0x1.37efd8d87607ep+0, -0x1.87e5ad9735569p-56, 0x1p+1, 0x1.f06286522a86p-2, 0x0p+0, 0x0p+0},
+                    {{0x1.3651dcb1d5a0ep+2, 0x1.0ac57782633dp+3, 0x1.c2f8b4d4385bp+3, 0x1.7f13bd91ea91p+4, 0x1.4519c529095a4p+5, 0x1.13f71ee89aa72p+6, 0x1.d47d0c642c7ffp+6,  // row 10
+                      0x1.8daa8f8e10467p+7, 0x1.518cbfe7520fbp+8, 0x1.1e856dc7648fep+9, 0x1.e64c0056a6d99p+9, 0x1.9cc817e9723ffp+10, 0x1.6724e1629be2fp+11, 0x1.30d9d7da0bc54p+12},
+                     0x1.7f218e25a7461p+0, 0x1.419fa6954928fp-54, 0x1p+2, -0x1.8535288ac1b2cp-1, 0x0p+0, 0x0p+0},
+                    {{0x1.0d69f887733abp+3, 0x1.140512a25633bp+4, 0x1.18a648366fc78p+5, 0x1.1dee4bc2a601ep+6, 0x1.233b2bf04cb6dp+7, 0x1.28a5e4f267773p+8, 0x1.2e29a4952ed51p+9,  // row 11
+                      0x1.33c7cbebc6272p+10, 0x1.3980efb6d4813p+11, 0x1.3f550b819418ep+12, 0x1.451b0c64f0ab8p+13, 0x1.4b26601b53fe3p+14, 0x1.5d97594b97b76p+15, 0x1.641736b7b3cdcp+16},
+                     0x1.def13b73c1406p+0, 0x1.0fb3e75c7098ep-55, 0x1p+2, 0x1.00137aaa86d9bp-1, 0x0p+0, 0x0p+0},
+                    {{0x1.07c3b666fb66dp+4, 0x1.5099deefa50bep+5, 0x1.ac4b36230db4bp+6, 0x1.10acca1be3b39p+8, 0x1.5b2d31814b407p+9, 0x1.ba0a17fd5521bp+10, 0x1.1969348a0ebc6p+12,  // row 12
+                      0x1.664db6b7b103ep+13, 0x1.c8365e75ef517p+14, 0x1.226f0ee39515p+16, 0x1.7154392911dc7p+17, 0x1.d63e8969bc5a2p+18, 0x1.3cc248c8ff463p+20, 0x1.934f5b4fc99bep+21},
+                     0x1.3504f333f9de6p+1, 0x1.21165f626cdd5p-53, 0x1p+3, -0x1.2bec333018867p+0, 0x0p+0, 0x0p+0},
+                    {{0x1.38f8488ce4f7ap+5, 0x1.09d7a5769a9cp+7, 0x1.c3390b81941abp+8, 0x1.7f036624feba4p+10, 0x1.451c77c8c51d2p+12, 0x1.13f686834df71p+14, 0x1.d47d2c2884679p+15,  // row 13
+                      0x1.8daa70527b5acp+17, 0x1.519361d0a05bap+19, 0x1.1e8b0cc01da31p+21, 0x1.e470f9070becbp+22, 0x1.9b34e03ef7974p+24, 0x1.82cc8a673e89p+26, 0x1.48533ed1b69dfp+28},
+                     0x1.a5f59e90600ddp+1, -0x1.b7a14d0d691bep-54, 0x1p+3, 0x1.ef038e5f7cf79p+1, 0x0p+0, 0x0p+0},
+                    {{0x1.082d95ce54c38p+7, 0x1.5068404d1f7fcp+9, 0x1.ac4fe2717cfc6p+11, 0x1.10ac105f377bdp+14, 0x1.5b2d4da8de703p+16, 0x1.ba0a1903bfe1dp+18, 0x1.19679f57809c3p+21,  // row 14
+                      0x1.664bb23163b2bp+23, 0x1.c8a8d0083c353p+25, 0x1.22b7ea4ab4d55p+28, 0x1.6960ff41ed854p+30, 0x1.cc1f34d0b06d1p+32, 0x1.775ca432765bbp+35, 0x1.ddecf37391233p+37},
+                     0x1.41bfee2424771p+2, 0x1.10706fed37f0ep-55, 0x1p+5, -0x1.6e747390945f1p+2, 0x0p+0, 0x0p+0},
+                    {{0x1.0833f37e967f3p+10, 0x1.50657b6695affp+13, 0x1.ac4f15a05d33p+16, 0x1.10ab80b504821p+20, 0x1.5b5983c094f47p+23, 0x1.ba42638b1774ap+26, 0x1.162667c39388fp+30,  // row 15
+                      0x1.6226cfa4627c3p+33, 0x1.00d70f3cd47cfp+37, 0x1.4704d95e10b88p+40, 0x1.dc77bd57787dcp+41, 0x1.2f542ae717561p+45, 0x1.8d58d79f5fa7p+51, 0x1.f9eaffb881135p+54},
+                     0x1.44e6c595afdccp+3, 0x1.351daea79411dp-51, 0x1p+7, -0x1.7e9c2f55e585dp+4, 0x0p+0, 0x0p+0},
+                    {{0x0p+0, 0x1.6c16c16c16c17p-6, 0x0p+0, 0x1.1566abc0114b3p-9, 0x0p+0, 0x1.bbd77933ad9e4p-13, 0x0p+0,  // row 16
+                      0x1.66a8f229dfb95p-16, 0x0p+0, 0x1.2280cdcc4648ep-19, 0x0p+0, 0x1.d68498b19322fp-23, 0x0p+0, 0x1.8e1aef5f1b24ap-26},
+                     0x0p+0, 0x0p+0, 0x0p+0, 0x1.5555555555555p-2, 0x1p+0, __builtin_bit_cast(double, 0xFFFFFFF800000000ull)},
+                    {{-0x1.0833f37e967f3p+10, 0x1.50657b6695affp+13, -0x1.ac4f15a05d33p+16, 0x1.10ab80b504821p+20, -0x1.5b5983c094f47p+23, 0x1.ba42638b1774ap+26, -0x1.162667c39388fp+30,  // row 17
+                      0x1.6226cfa4627c3p+33, -0x1.00d70f3cd47cfp+37, 0x1.4704d95e10b88p+40, -0x1.dc77bd57787dcp+41, 0x1.2f542ae717561p+45, -0x1.8d58d79f5fa7p+51, 0x1.f9eaffb881135p+54},
+                     -0x1.44e6c595afdccp+3, -0x1.351daea79411dp-51, 0x1p+7, -0x1.7e9c2f55e585dp+4, 0x0p+0, 0x0p+0},
+                    {{-0x1.082d95ce54c38p+7, 0x1.5068404d1f7fcp+9, -0x1.ac4fe2717cfc6p+11, 0x1.10ac105f377bdp+14, -0x1.5b2d4da8de703p+16, 0x1.ba0a1903bfe1dp+18, -0x1.19679f57809c3p+21,  // row 18
+                      0x1.664bb23163b2bp+23, -0x1.c8a8d0083c353p+25, 0x1.22b7ea4ab4d55p+28, -0x1.6960ff41ed854p+30, 0x1.cc1f34d0b06d1p+32, -0x1.775ca432765bbp+35, 0x1.ddecf37391233p+37},
+                     -0x1.41bfee2424771p+2, -0x1.10706fed37f0ep-55, 0x1p+5, -0x1.6e747390945f1p+2, 0x0p+0, 0x0p+0},
+                    {{-0x1.38f8488ce4f7ap+5, 0x1.09d7a5769a9cp+7, -0x1.c3390b81941abp+8, 0x1.7f036624feba4p+10, -0x1.451c77c8c51d2p+12, 0x1.13f686834df71p+14, -0x1.d47d2c2884679p+15,  // row 19
+                      0x1.8daa70527b5acp+17, -0x1.519361d0a05bap+19, 0x1.1e8b0cc01da31p+21, -0x1.e470f9070becbp+22, 0x1.9b34e03ef7974p+24, -0x1.82cc8a673e89p+26, 0x1.48533ed1b69dfp+28},
+                     -0x1.a5f59e90600ddp+1, 0x1.b7a14d0d691bep-54, 0x1p+3, 0x1.ef038e5f7cf79p+1, 0x0p+0, 0x0p+0},
+                    {{-0x1.07c3b666fb66dp+4, 0x1.5099deefa50bep+5, -0x1.ac4b36230db4bp+6, 0x1.10acca1be3b39p+8, -0x1.5b2d31814b407p+9, 0x1.ba0a17fd5521bp+10, -0x1.1969348a0ebc6p+12,  // row 20
+                      0x1.664db6b7b103ep+13, -0x1.c8365e75ef517p+14, 0x1.226f0ee39515p+16, -0x1.7154392911dc7p+17, 0x1.d63e8969bc5a2p+18, -0x1.3cc248c8ff463p+20, 0x1.934f5b4fc99bep+21},
+                     -0x1.3504f333f9de6p+1, -0x1.21165f626cdd5p-53, 0x1p+3, -0x1.2bec333018867p+0, 0x0p+0, 0x0p+0},
+                    {{-0x1.0d69f887733abp+3, 0x1.140512a25633bp+4, -0x1.18a648366fc78p+5, 0x1.1dee4bc2a601ep+6, -0x1.233b2bf04cb6dp+7, 0x1.28a5e4f267773p+8, -0x1.2e29a4952ed51p+9,  // row 21
+                      0x1.33c7cbebc6272p+10, -0x1.3980efb6d4813p+11, 0x1.3f550b819418ep+12, -0x1.451b0c64f0ab8p+13, 0x1.4b26601b53fe3p+14, -0x1.5d97594b97b76p+15, 0x1.641736b7b3cdcp+16},
+                     -0x1.def13b73c1406p+0, -0x1.0fb3e75c7098ep-55, 0x1p+2, 0x1.00137aaa86d9bp-1, 0x0p+0, 0x0p+0},
+                    {{-0x1.3651dcb1d5a0ep+2, 0x1.0ac57782633dp+3, -0x1.c2f8b4d4385bp+3, 0x1.7f13bd91ea91p+4, -0x1.4519c529095a4p+5, 0x1.13f71ee89aa72p+6, -0x1.d47d0c642c7ffp+6,  // row 22
+                      0x1.8daa8f8e10467p+7, -0x1.518cbfe7520fbp+8, 0x1.1e856dc7648fep+9, -0x1.e64c0056a6d99p+9, 0x1.9cc817e9723ffp+10, -0x1.6724e1629be2fp+11, 0x1.30d9d7da0bc54p+12},
+                     -0x1.7f218e25a7461p+0, -0x1.419fa6954928fp-54, 0x1p+2, -0x1.8535288ac1b2cp-1, 0x0p+0, 0x0p+0},
+                    {{-0x1.838af10c783e2p+1, 0x1.211e7e60198f4p+2, -0x1.a0e21411ab227p+2, 0x1.2ff0b2cba4b0cp+3, -0x1.b9fc5bba2d97cp+3, 0x1.41a0af3f33905p+4, -0x1.d3fcbf2b7fba8p+4,  // row 23
+                      0x1.547ef644ff661p+5, -0x1.ef76e9b435ffbp+5, 0x1.687bb5722ef92p+6, -0x1.063dc940930b7p+7, 0x1.7d98748fcb7adp+7, -0x1.1ab447cd30be3p+8, 0x1.9b5f2494d47f2p+8},
+                     -0x1.37efd8d87607ep+0, 0x1.87e5ad9735569p-56, 0x1p+1, 0x1.f06286522a86p-2, 0x0p+0, 0x0p+0},
+                    {{-0x1p+1, 0x1.5555555555555p+1, -0x1.aaaaaaaaaaaaap+1, 0x1.1111111111111p+2, -0x1.5b05b05b05f51p+2, 0x1.ba1ba1ba1bf93p+2, -0x1.1965965818de8p+3,  // row 24
+                      0x1.664f4881196e6p+3, -0x1.c8342e3aab4bp+3, 0x1.226e392ee5b61p+4, -0x1.71c24d69fa515p+4, 0x1.d6cacb6936abdp+4, -0x1.2fe3090ebe9e4p+5, 0x1.82ebb97a392cfp+5},
+                     -0x1p+0, 0x0p+0, 0x1p+1, 0x0p+0, 0x0p+0, 0x0p+0},
+                    {{-0x1.5f9844b6261cbp+0, 0x1.af5a574c30018p+0, -0x1.d7334fe8e54fap+0, 0x1.0e0124db97058p+1, -0x1.3006e697d6ff6p+1, 0x1.58c1919d49225p+1, -0x1.85e24c7a01a15p+1,  // row 25
+                      0x1.b963de931fa47p+1, -0x1.f37e2c84c2a7dp+1, 0x1.1aab077d6f583p+2, -0x1.3fe4e69472569p+2, 0x1.6a0c74491df58p+2, -0x1.9e3f373246e09p+2, 0x1.d4d506331e188p+2},
+                     -0x1.a43002ae4285p-1, 0x1.a6db80fe796fep-56, 0x1p+1, -0x1.4e526e33345b8p-2, 0x0p+0, 0x0p+0},
+                    {{-0x1.eed87e93463bdp-1, 0x1.20c10f4d790a4p+0, -0x1.1369e386accd3p+0, 0x1.2081722a9777ep+0, -0x1.22137ddaa0094p+0, 0x1.293111e9c7f82p+0, -0x1.2de9c2b288f55p+0,  // row 26
+                      0x1.33e582651f05ep+0, -0x1.3972f109a72afp+0, 0x1.3f5b218913a1ap+0, -0x1.453f1f1d1b2d9p+0, 0x1.4b4f7b2084a1ap+0, -0x1.5473fe147cde1p+0, 0x1.5ac94d40501b9p+0},
+                     -0x1.561b82ab7f99p-1, -0x1.7a8c52172b675p-55, 0x1p+0, 0x1.c92d84170bcc6p-2, 0x0p+0, 0x0p+0},
+                    {{-0x1.5fdb93dd01ccap-1, 0x1.977f95645ad0bp-1, -0x1.4f192bf0bf914p-1, 0x1.499333f8b9p-1, -0x1.27ae15936a85cp-1, 0x1.1659eef478629p-1, -0x1.ff10fcc00f2c2p-2,  // row 27
+                      0x1.db63b44a22dd4p-2, -0x1.b72a444fef43ep-2, 0x1.972b2b2b2188p-2, -0x1.78c83a8885c4fp-2, 0x1.5d04286c924fbp-2, -0x1.457df5d877b5fp-2, 0x1.2d6e60bb1d317p-2},
+                     -0x1.11ab7190834ecp-1, 0x1.e564bcd1e635dp-55, 0x1p+0, 0x1.248f1b07217e3p-2, 0x0p+0, 0x0p+0},
+                    {{-0x1.f0ed99bed9b2ep-2, 0x1.2edd996c125e5p-1, -0x1.a08b786362c2p-2, 0x1.911bd4b494091p-2, -0x1.3c09293a2fd88p-2, 0x1.189be3303df3bp-2, -0x1.cfc5656f21906p-3,  // row 28
+                      0x1.90125aa5515e4p-3, -0x1.50533433d70cbp-3, 0x1.1f2506527c8b2p-3, -0x1.e5c5414e052e8p-4, 0x1.9d329712dd1c4p-4, -0x1.6071c54b9b08ep-4, 0x1.2b636e1e7651fp-4},
+                     -0x1.a827999fcef32p-2, -0x1.08b2fb1366ea9p-56, 0x1p+0, 0x1.5f619980c4337p-3, 0x0p+0, 0x0p+0},
+                    {{-0x1.5335ed87ab0bbp-2, 0x1.dba4179143126p-2, -0x1.015ab59f21a6dp-2, 0x1.0576ce19fc6aap-2, -0x1.59462c0b3f235p-3, 0x1.30eb83f838647p-3, -0x1.b8ec59313a394p-4,  // row 29
+                      0x1.6d3f409a9accfp-4, -0x1.13950dfde5495p-4, 0x1.bb382d303e02ap-5, -0x1.552e263c55142p-5, 0x1.0e9785d9e7482p-5, -0x1.a6bbf291330c5p-6, 0x1.4d1b98798f967p-6},
+                     -0x1.36a08355c63dcp-2, 0x1.d704d1bfdb6e8p-57, 0x1p+0, 0x1.78e922b82ab63p-4, 0x0p+0, 0x0p+0},
+                    {{-0x1.a77d9d62ca5f8p-3, 0x1.8cf51433258fap-2, -0x1.2b15401771ceap-3, 0x1.7370fc028a723p-3, -0x1.6dfaa214368eep-4, 0x1.6cb8e172dbbf4p-4, -0x1.a34075a273c44p-5,  // row 30
+                      0x1.70153432d1c9bp-5, -0x1.d03ef8ca5b383p-6, 0x1.7a265b6041066p-6, -0x1.f88d2ed7a80b1p-7, 0x1.88f4b6f2914b3p-7, -0x1.107fc8d62da8fp-7, 0x1.9d214e3d125b9p-8},
+                     -0x1.975f5e0553158p-3, -0x1.ef5d367441946p-61, 0x1p+0, 0x1.4420303dec55p-5, 0x0p+0, 0x0p+0},
+                    {{-0x1.97558dc230b9bp-4, 0x1.62ac976fc4985p-2, -0x1.1381eb6247521p-4, 0x1.27f838746482dp-3, -0x1.3e6093e666322p-5, 0x1.fa8ae1f1dca09p-5, -0x1.53f834e43293dp-6,  // row 31
+                      0x1.b74ea3c6e5ff7p-6, -0x1.5ad63dc50fea3p-7, 0x1.813082876647fp-7, -0x1.57c7c312a87f3p-8, 0x1.54e8d7299fef3p-8, -0x1.4f955914ff7b3p-9, 0x1.314699c55252ep-9},
+                     -0x1.936bb8c5b2da2p-4, -0x1.87d054f689d7ap-58, 0x1p+0, 0x1.3dde2a8935dd9p-7, 0x0p+0, 0x0p+0},
+                },
+        },
 };
 
-extern const double _orxdTanHATab[656] = {
-    0x1.45f306dc9c883p+3, 0x1.8p+52, 0x1.8p+56, 0x1.921fb54444p-4,  // 32/pi, 1.5*2^52, 1.5*2^56, pi/32 first split (39 bits)
-    -0x1.2e7b967674p-44, 0x1.8a2e03707344ap-85, 0x1.921fb5444p-4, 0x1.68c234c4cp-43,
-    0x1.98a2e03707345p-81, 0x1.2e7b9676733afp-44, __builtin_bit_cast(double, 0xFFF8000000000000ull), 0x1p+0,  // second split (35 bits) low; first[0] - pi/32; NaN; 1.0
-    0x0p+0, kInf, 0x1p+55, 0x1p-55,  // 0.0, +inf, 2^55, 2^-55
-    0x0p+0, 0x1.5555555555555p-2, 0x0p+0, 0x1.1111111111111p-3,  // row 0: c2..c5
-    0x0p+0, 0x1.ba1ba1ba1ba1dp-5, 0x0p+0, 0x1.664f4882bf6c2p-6,
-    0x0p+0, 0x1.226e356d89f18p-7, 0x0p+0, 0x1.d6d341bb9342fp-9,
-    0x0p+0, 0x1.7ef35cb2f5195p-10, 0x0p+0, 0x0p+0,  // c14, c15, tan high, tan low
-    0x1p+0, 0x0p+0, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.97558dc230b9bp-4, 0x1.62ac976fc4985p-2, 0x1.1381eb6247521p-4, 0x1.27f838746482dp-3,  // row 1: c2..c5
-    0x1.3e6093e666322p-5, 0x1.fa8ae1f1dca09p-5, 0x1.53f834e43293dp-6, 0x1.b74ea3c6e5ff7p-6,
-    0x1.5ad63dc50fea3p-7, 0x1.813082876647fp-7, 0x1.57c7c312a87f3p-8, 0x1.54e8d7299fef3p-8,
-    0x1.4f955914ff7b3p-9, 0x1.314699c55252ep-9, 0x1.936bb8c5b2da2p-4, 0x1.87d054f689d7ap-58,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.3dde2a8935dd9p-7, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.a77d9d62ca5f8p-3, 0x1.8cf51433258fap-2, 0x1.2b15401771ceap-3, 0x1.7370fc028a723p-3,  // row 2: c2..c5
-    0x1.6dfaa214368eep-4, 0x1.6cb8e172dbbf4p-4, 0x1.a34075a273c44p-5, 0x1.70153432d1c9bp-5,
-    0x1.d03ef8ca5b383p-6, 0x1.7a265b6041066p-6, 0x1.f88d2ed7a80b1p-7, 0x1.88f4b6f2914b3p-7,
-    0x1.107fc8d62da8fp-7, 0x1.9d214e3d125b9p-8, 0x1.975f5e0553158p-3, 0x1.ef5d367441946p-61,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.4420303dec55p-5, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.5335ed87ab0bbp-2, 0x1.dba4179143126p-2, 0x1.015ab59f21a6dp-2, 0x1.0576ce19fc6aap-2,  // row 3: c2..c5
-    0x1.59462c0b3f235p-3, 0x1.30eb83f838647p-3, 0x1.b8ec59313a394p-4, 0x1.6d3f409a9accfp-4,
-    0x1.13950dfde5495p-4, 0x1.bb382d303e02ap-5, 0x1.552e263c55142p-5, 0x1.0e9785d9e7482p-5,
-    0x1.a6bbf291330c5p-6, 0x1.4d1b98798f967p-6, 0x1.36a08355c63dcp-2, -0x1.d704d1bfdb6e8p-57,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.78e922b82ab63p-4, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.f0ed99bed9b2ep-2, 0x1.2edd996c125e5p-1, 0x1.a08b786362c2p-2, 0x1.911bd4b494091p-2,  // row 4: c2..c5
-    0x1.3c09293a2fd88p-2, 0x1.189be3303df3bp-2, 0x1.cfc5656f21906p-3, 0x1.90125aa5515e4p-3,
-    0x1.50533433d70cbp-3, 0x1.1f2506527c8b2p-3, 0x1.e5c5414e052e8p-4, 0x1.9d329712dd1c4p-4,
-    0x1.6071c54b9b08ep-4, 0x1.2b636e1e7651fp-4, 0x1.a827999fcef32p-2, 0x1.08b2fb1366ea9p-56,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.5f619980c4337p-3, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.5fdb93dd01ccap-1, 0x1.977f95645ad0bp-1, 0x1.4f192bf0bf914p-1, 0x1.499333f8b9p-1,  // row 5: c2..c5
-    0x1.27ae15936a85cp-1, 0x1.1659eef478629p-1, 0x1.ff10fcc00f2c2p-2, 0x1.db63b44a22dd4p-2,
-    0x1.b72a444fef43ep-2, 0x1.972b2b2b2188p-2, 0x1.78c83a8885c4fp-2, 0x1.5d04286c924fbp-2,
-    0x1.457df5d877b5fp-2, 0x1.2d6e60bb1d317p-2, 0x1.11ab7190834ecp-1, -0x1.e564bcd1e635dp-55,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.248f1b07217e3p-2, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.eed87e93463bdp-1, 0x1.20c10f4d790a4p+0, 0x1.1369e386accd3p+0, 0x1.2081722a9777ep+0,  // row 6: c2..c5
-    0x1.22137ddaa0094p+0, 0x1.293111e9c7f82p+0, 0x1.2de9c2b288f55p+0, 0x1.33e582651f05ep+0,
-    0x1.3972f109a72afp+0, 0x1.3f5b218913a1ap+0, 0x1.453f1f1d1b2d9p+0, 0x1.4b4f7b2084a1ap+0,
-    0x1.5473fe147cde1p+0, 0x1.5ac94d40501b9p+0, 0x1.561b82ab7f99p-1, 0x1.7a8c52172b675p-55,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.c92d84170bcc6p-2, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.5f9844b6261cbp+0, 0x1.af5a574c30018p+0, 0x1.d7334fe8e54fap+0, 0x1.0e0124db97058p+1,  // row 7: c2..c5
-    0x1.3006e697d6ff6p+1, 0x1.58c1919d49225p+1, 0x1.85e24c7a01a15p+1, 0x1.b963de931fa47p+1,
-    0x1.f37e2c84c2a7dp+1, 0x1.1aab077d6f583p+2, 0x1.3fe4e69472569p+2, 0x1.6a0c74491df58p+2,
-    0x1.9e3f373246e09p+2, 0x1.d4d506331e188p+2, 0x1.a43002ae4285p-1, -0x1.a6db80fe796fep-56,  // c14, c15, tan high, tan low
-    0x1p+1, -0x1.4e526e33345b8p-2, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1p+1, 0x1.5555555555555p+1, 0x1.aaaaaaaaaaaaap+1, 0x1.1111111111111p+2,  // row 8: c2..c5
-    0x1.5b05b05b05f51p+2, 0x1.ba1ba1ba1bf93p+2, 0x1.1965965818de8p+3, 0x1.664f4881196e6p+3,
-    0x1.c8342e3aab4bp+3, 0x1.226e392ee5b61p+4, 0x1.71c24d69fa515p+4, 0x1.d6cacb6936abdp+4,
-    0x1.2fe3090ebe9e4p+5, 0x1.82ebb97a392cfp+5, 0x1p+0, 0x0p+0,  // c14, c15, tan high, tan low
-    0x1p+1, 0x0p+0, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.838af10c783e2p+1, 0x1.211e7e60198f4p+2, 0x1.a0e21411ab227p+2, 0x1.2ff0b2cba4b0cp+3,  // row 9: c2..c5
-    0x1.b9fc5bba2d97cp+3, 0x1.41a0af3f33905p+4, 0x1.d3fcbf2b7fba8p+4, 0x1.547ef644ff661p+5,
-    0x1.ef76e9b435ffbp+5, 0x1.687bb5722ef92p+6, 0x1.063dc940930b7p+7, 0x1.7d98748fcb7adp+7,
-    0x1.1ab447cd30be3p+8, 0x1.9b5f2494d47f2p+8, 0x1.37efd8d87607ep+0, -0x1.87e5ad9735569p-56,  // c14, c15, tan high, tan low
-    0x1p+1, 0x1.f06286522a86p-2, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.3651dcb1d5a0ep+2, 0x1.0ac57782633dp+3, 0x1.c2f8b4d4385bp+3, 0x1.7f13bd91ea91p+4,  // row 10: c2..c5
-    0x1.4519c529095a4p+5, 0x1.13f71ee89aa72p+6, 0x1.d47d0c642c7ffp+6, 0x1.8daa8f8e10467p+7,
-    0x1.518cbfe7520fbp+8, 0x1.1e856dc7648fep+9, 0x1.e64c0056a6d99p+9, 0x1.9cc817e9723ffp+10,
-    0x1.6724e1629be2fp+11, 0x1.30d9d7da0bc54p+12, 0x1.7f218e25a7461p+0, 0x1.419fa6954928fp-54,  // c14, c15, tan high, tan low
-    0x1p+2, -0x1.8535288ac1b2cp-1, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.0d69f887733abp+3, 0x1.140512a25633bp+4, 0x1.18a648366fc78p+5, 0x1.1dee4bc2a601ep+6,  // row 11: c2..c5
-    0x1.233b2bf04cb6dp+7, 0x1.28a5e4f267773p+8, 0x1.2e29a4952ed51p+9, 0x1.33c7cbebc6272p+10,
-    0x1.3980efb6d4813p+11, 0x1.3f550b819418ep+12, 0x1.451b0c64f0ab8p+13, 0x1.4b26601b53fe3p+14,
-    0x1.5d97594b97b76p+15, 0x1.641736b7b3cdcp+16, 0x1.def13b73c1406p+0, 0x1.0fb3e75c7098ep-55,  // c14, c15, tan high, tan low
-    0x1p+2, 0x1.00137aaa86d9bp-1, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.07c3b666fb66dp+4, 0x1.5099deefa50bep+5, 0x1.ac4b36230db4bp+6, 0x1.10acca1be3b39p+8,  // row 12: c2..c5
-    0x1.5b2d31814b407p+9, 0x1.ba0a17fd5521bp+10, 0x1.1969348a0ebc6p+12, 0x1.664db6b7b103ep+13,
-    0x1.c8365e75ef517p+14, 0x1.226f0ee39515p+16, 0x1.7154392911dc7p+17, 0x1.d63e8969bc5a2p+18,
-    0x1.3cc248c8ff463p+20, 0x1.934f5b4fc99bep+21, 0x1.3504f333f9de6p+1, 0x1.21165f626cdd5p-53,  // c14, c15, tan high, tan low
-    0x1p+3, -0x1.2bec333018867p+0, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.38f8488ce4f7ap+5, 0x1.09d7a5769a9cp+7, 0x1.c3390b81941abp+8, 0x1.7f036624feba4p+10,  // row 13: c2..c5
-    0x1.451c77c8c51d2p+12, 0x1.13f686834df71p+14, 0x1.d47d2c2884679p+15, 0x1.8daa70527b5acp+17,
-    0x1.519361d0a05bap+19, 0x1.1e8b0cc01da31p+21, 0x1.e470f9070becbp+22, 0x1.9b34e03ef7974p+24,
-    0x1.82cc8a673e89p+26, 0x1.48533ed1b69dfp+28, 0x1.a5f59e90600ddp+1, -0x1.b7a14d0d691bep-54,  // c14, c15, tan high, tan low
-    0x1p+3, 0x1.ef038e5f7cf79p+1, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.082d95ce54c38p+7, 0x1.5068404d1f7fcp+9, 0x1.ac4fe2717cfc6p+11, 0x1.10ac105f377bdp+14,  // row 14: c2..c5
-    0x1.5b2d4da8de703p+16, 0x1.ba0a1903bfe1dp+18, 0x1.19679f57809c3p+21, 0x1.664bb23163b2bp+23,
-    0x1.c8a8d0083c353p+25, 0x1.22b7ea4ab4d55p+28, 0x1.6960ff41ed854p+30, 0x1.cc1f34d0b06d1p+32,
-    0x1.775ca432765bbp+35, 0x1.ddecf37391233p+37, 0x1.41bfee2424771p+2, 0x1.10706fed37f0ep-55,  // c14, c15, tan high, tan low
-    0x1p+5, -0x1.6e747390945f1p+2, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x1.0833f37e967f3p+10, 0x1.50657b6695affp+13, 0x1.ac4f15a05d33p+16, 0x1.10ab80b504821p+20,  // row 15: c2..c5
-    0x1.5b5983c094f47p+23, 0x1.ba42638b1774ap+26, 0x1.162667c39388fp+30, 0x1.6226cfa4627c3p+33,
-    0x1.00d70f3cd47cfp+37, 0x1.4704d95e10b88p+40, 0x1.dc77bd57787dcp+41, 0x1.2f542ae717561p+45,
-    0x1.8d58d79f5fa7p+51, 0x1.f9eaffb881135p+54, 0x1.44e6c595afdccp+3, 0x1.351daea79411dp-51,  // c14, c15, tan high, tan low
-    0x1p+7, -0x1.7e9c2f55e585dp+4, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    0x0p+0, 0x1.6c16c16c16c17p-6, 0x0p+0, 0x1.1566abc0114b3p-9,  // row 16: c2..c5
-    0x0p+0, 0x1.bbd77933ad9e4p-13, 0x0p+0, 0x1.66a8f229dfb95p-16,
-    0x0p+0, 0x1.2280cdcc4648ep-19, 0x0p+0, 0x1.d68498b19322fp-23,
-    0x0p+0, 0x1.8e1aef5f1b24ap-26, 0x0p+0, 0x0p+0,  // c14, c15, tan high, tan low
-    0x0p+0, 0x1.5555555555555p-2, 0x1p+0, __builtin_bit_cast(double, 0xFFFFFFF800000000ull),  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.0833f37e967f3p+10, 0x1.50657b6695affp+13, -0x1.ac4f15a05d33p+16, 0x1.10ab80b504821p+20,  // row 17: c2..c5
-    -0x1.5b5983c094f47p+23, 0x1.ba42638b1774ap+26, -0x1.162667c39388fp+30, 0x1.6226cfa4627c3p+33,
-    -0x1.00d70f3cd47cfp+37, 0x1.4704d95e10b88p+40, -0x1.dc77bd57787dcp+41, 0x1.2f542ae717561p+45,
-    -0x1.8d58d79f5fa7p+51, 0x1.f9eaffb881135p+54, -0x1.44e6c595afdccp+3, -0x1.351daea79411dp-51,  // c14, c15, tan high, tan low
-    0x1p+7, -0x1.7e9c2f55e585dp+4, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.082d95ce54c38p+7, 0x1.5068404d1f7fcp+9, -0x1.ac4fe2717cfc6p+11, 0x1.10ac105f377bdp+14,  // row 18: c2..c5
-    -0x1.5b2d4da8de703p+16, 0x1.ba0a1903bfe1dp+18, -0x1.19679f57809c3p+21, 0x1.664bb23163b2bp+23,
-    -0x1.c8a8d0083c353p+25, 0x1.22b7ea4ab4d55p+28, -0x1.6960ff41ed854p+30, 0x1.cc1f34d0b06d1p+32,
-    -0x1.775ca432765bbp+35, 0x1.ddecf37391233p+37, -0x1.41bfee2424771p+2, -0x1.10706fed37f0ep-55,  // c14, c15, tan high, tan low
-    0x1p+5, -0x1.6e747390945f1p+2, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.38f8488ce4f7ap+5, 0x1.09d7a5769a9cp+7, -0x1.c3390b81941abp+8, 0x1.7f036624feba4p+10,  // row 19: c2..c5
-    -0x1.451c77c8c51d2p+12, 0x1.13f686834df71p+14, -0x1.d47d2c2884679p+15, 0x1.8daa70527b5acp+17,
-    -0x1.519361d0a05bap+19, 0x1.1e8b0cc01da31p+21, -0x1.e470f9070becbp+22, 0x1.9b34e03ef7974p+24,
-    -0x1.82cc8a673e89p+26, 0x1.48533ed1b69dfp+28, -0x1.a5f59e90600ddp+1, 0x1.b7a14d0d691bep-54,  // c14, c15, tan high, tan low
-    0x1p+3, 0x1.ef038e5f7cf79p+1, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.07c3b666fb66dp+4, 0x1.5099deefa50bep+5, -0x1.ac4b36230db4bp+6, 0x1.10acca1be3b39p+8,  // row 20: c2..c5
-    -0x1.5b2d31814b407p+9, 0x1.ba0a17fd5521bp+10, -0x1.1969348a0ebc6p+12, 0x1.664db6b7b103ep+13,
-    -0x1.c8365e75ef517p+14, 0x1.226f0ee39515p+16, -0x1.7154392911dc7p+17, 0x1.d63e8969bc5a2p+18,
-    -0x1.3cc248c8ff463p+20, 0x1.934f5b4fc99bep+21, -0x1.3504f333f9de6p+1, -0x1.21165f626cdd5p-53,  // c14, c15, tan high, tan low
-    0x1p+3, -0x1.2bec333018867p+0, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.0d69f887733abp+3, 0x1.140512a25633bp+4, -0x1.18a648366fc78p+5, 0x1.1dee4bc2a601ep+6,  // row 21: c2..c5
-    -0x1.233b2bf04cb6dp+7, 0x1.28a5e4f267773p+8, -0x1.2e29a4952ed51p+9, 0x1.33c7cbebc6272p+10,
-    -0x1.3980efb6d4813p+11, 0x1.3f550b819418ep+12, -0x1.451b0c64f0ab8p+13, 0x1.4b26601b53fe3p+14,
-    -0x1.5d97594b97b76p+15, 0x1.641736b7b3cdcp+16, -0x1.def13b73c1406p+0, -0x1.0fb3e75c7098ep-55,  // c14, c15, tan high, tan low
-    0x1p+2, 0x1.00137aaa86d9bp-1, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.3651dcb1d5a0ep+2, 0x1.0ac57782633dp+3, -0x1.c2f8b4d4385bp+3, 0x1.7f13bd91ea91p+4,  // row 22: c2..c5
-    -0x1.4519c529095a4p+5, 0x1.13f71ee89aa72p+6, -0x1.d47d0c642c7ffp+6, 0x1.8daa8f8e10467p+7,
-    -0x1.518cbfe7520fbp+8, 0x1.1e856dc7648fep+9, -0x1.e64c0056a6d99p+9, 0x1.9cc817e9723ffp+10,
-    -0x1.6724e1629be2fp+11, 0x1.30d9d7da0bc54p+12, -0x1.7f218e25a7461p+0, -0x1.419fa6954928fp-54,  // c14, c15, tan high, tan low
-    0x1p+2, -0x1.8535288ac1b2cp-1, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.838af10c783e2p+1, 0x1.211e7e60198f4p+2, -0x1.a0e21411ab227p+2, 0x1.2ff0b2cba4b0cp+3,  // row 23: c2..c5
-    -0x1.b9fc5bba2d97cp+3, 0x1.41a0af3f33905p+4, -0x1.d3fcbf2b7fba8p+4, 0x1.547ef644ff661p+5,
-    -0x1.ef76e9b435ffbp+5, 0x1.687bb5722ef92p+6, -0x1.063dc940930b7p+7, 0x1.7d98748fcb7adp+7,
-    -0x1.1ab447cd30be3p+8, 0x1.9b5f2494d47f2p+8, -0x1.37efd8d87607ep+0, 0x1.87e5ad9735569p-56,  // c14, c15, tan high, tan low
-    0x1p+1, 0x1.f06286522a86p-2, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1p+1, 0x1.5555555555555p+1, -0x1.aaaaaaaaaaaaap+1, 0x1.1111111111111p+2,  // row 24: c2..c5
-    -0x1.5b05b05b05f51p+2, 0x1.ba1ba1ba1bf93p+2, -0x1.1965965818de8p+3, 0x1.664f4881196e6p+3,
-    -0x1.c8342e3aab4bp+3, 0x1.226e392ee5b61p+4, -0x1.71c24d69fa515p+4, 0x1.d6cacb6936abdp+4,
-    -0x1.2fe3090ebe9e4p+5, 0x1.82ebb97a392cfp+5, -0x1p+0, 0x0p+0,  // c14, c15, tan high, tan low
-    0x1p+1, 0x0p+0, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.5f9844b6261cbp+0, 0x1.af5a574c30018p+0, -0x1.d7334fe8e54fap+0, 0x1.0e0124db97058p+1,  // row 25: c2..c5
-    -0x1.3006e697d6ff6p+1, 0x1.58c1919d49225p+1, -0x1.85e24c7a01a15p+1, 0x1.b963de931fa47p+1,
-    -0x1.f37e2c84c2a7dp+1, 0x1.1aab077d6f583p+2, -0x1.3fe4e69472569p+2, 0x1.6a0c74491df58p+2,
-    -0x1.9e3f373246e09p+2, 0x1.d4d506331e188p+2, -0x1.a43002ae4285p-1, 0x1.a6db80fe796fep-56,  // c14, c15, tan high, tan low
-    0x1p+1, -0x1.4e526e33345b8p-2, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.eed87e93463bdp-1, 0x1.20c10f4d790a4p+0, -0x1.1369e386accd3p+0, 0x1.2081722a9777ep+0,  // row 26: c2..c5
-    -0x1.22137ddaa0094p+0, 0x1.293111e9c7f82p+0, -0x1.2de9c2b288f55p+0, 0x1.33e582651f05ep+0,
-    -0x1.3972f109a72afp+0, 0x1.3f5b218913a1ap+0, -0x1.453f1f1d1b2d9p+0, 0x1.4b4f7b2084a1ap+0,
-    -0x1.5473fe147cde1p+0, 0x1.5ac94d40501b9p+0, -0x1.561b82ab7f99p-1, -0x1.7a8c52172b675p-55,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.c92d84170bcc6p-2, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.5fdb93dd01ccap-1, 0x1.977f95645ad0bp-1, -0x1.4f192bf0bf914p-1, 0x1.499333f8b9p-1,  // row 27: c2..c5
-    -0x1.27ae15936a85cp-1, 0x1.1659eef478629p-1, -0x1.ff10fcc00f2c2p-2, 0x1.db63b44a22dd4p-2,
-    -0x1.b72a444fef43ep-2, 0x1.972b2b2b2188p-2, -0x1.78c83a8885c4fp-2, 0x1.5d04286c924fbp-2,
-    -0x1.457df5d877b5fp-2, 0x1.2d6e60bb1d317p-2, -0x1.11ab7190834ecp-1, 0x1.e564bcd1e635dp-55,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.248f1b07217e3p-2, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.f0ed99bed9b2ep-2, 0x1.2edd996c125e5p-1, -0x1.a08b786362c2p-2, 0x1.911bd4b494091p-2,  // row 28: c2..c5
-    -0x1.3c09293a2fd88p-2, 0x1.189be3303df3bp-2, -0x1.cfc5656f21906p-3, 0x1.90125aa5515e4p-3,
-    -0x1.50533433d70cbp-3, 0x1.1f2506527c8b2p-3, -0x1.e5c5414e052e8p-4, 0x1.9d329712dd1c4p-4,
-    -0x1.6071c54b9b08ep-4, 0x1.2b636e1e7651fp-4, -0x1.a827999fcef32p-2, -0x1.08b2fb1366ea9p-56,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.5f619980c4337p-3, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.5335ed87ab0bbp-2, 0x1.dba4179143126p-2, -0x1.015ab59f21a6dp-2, 0x1.0576ce19fc6aap-2,  // row 29: c2..c5
-    -0x1.59462c0b3f235p-3, 0x1.30eb83f838647p-3, -0x1.b8ec59313a394p-4, 0x1.6d3f409a9accfp-4,
-    -0x1.13950dfde5495p-4, 0x1.bb382d303e02ap-5, -0x1.552e263c55142p-5, 0x1.0e9785d9e7482p-5,
-    -0x1.a6bbf291330c5p-6, 0x1.4d1b98798f967p-6, -0x1.36a08355c63dcp-2, 0x1.d704d1bfdb6e8p-57,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.78e922b82ab63p-4, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.a77d9d62ca5f8p-3, 0x1.8cf51433258fap-2, -0x1.2b15401771ceap-3, 0x1.7370fc028a723p-3,  // row 30: c2..c5
-    -0x1.6dfaa214368eep-4, 0x1.6cb8e172dbbf4p-4, -0x1.a34075a273c44p-5, 0x1.70153432d1c9bp-5,
-    -0x1.d03ef8ca5b383p-6, 0x1.7a265b6041066p-6, -0x1.f88d2ed7a80b1p-7, 0x1.88f4b6f2914b3p-7,
-    -0x1.107fc8d62da8fp-7, 0x1.9d214e3d125b9p-8, -0x1.975f5e0553158p-3, -0x1.ef5d367441946p-61,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.4420303dec55p-5, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-    -0x1.97558dc230b9bp-4, 0x1.62ac976fc4985p-2, -0x1.1381eb6247521p-4, 0x1.27f838746482dp-3,  // row 31: c2..c5
-    -0x1.3e6093e666322p-5, 0x1.fa8ae1f1dca09p-5, -0x1.53f834e43293dp-6, 0x1.b74ea3c6e5ff7p-6,
-    -0x1.5ad63dc50fea3p-7, 0x1.813082876647fp-7, -0x1.57c7c312a87f3p-8, 0x1.54e8d7299fef3p-8,
-    -0x1.4f955914ff7b3p-9, 0x1.314699c55252ep-9, -0x1.936bb8c5b2da2p-4, -0x1.87d054f689d7ap-58,  // c14, c15, tan high, tan low
-    0x1p+0, 0x1.3dde2a8935dd9p-7, 0x0p+0, 0x0p+0,  // 1 + tan^2 high, low; reciprocal weight, mask
-};
-
-}  // namespace kel::trig
+}  // namespace kel::trig_data
