@@ -17,15 +17,15 @@
 // 10^6 random arguments per path (0.501 ulp, in subnormal ulps, for
 // subnormal results).
 #include "api.h"
+#include "expl.h"
 #include "fp.h"
 #include "x87.h"
 
 namespace {
 
-// 256/ln2, and ln2/256 as a 25-bit head (n * head is exact for |n| < 2^23)
-// and a tail.
-constexpr double k256OverLn2 = 0x1.71547652b82fep+8;
-constexpr double kLn2Over256[2] = {0x1.62e42ffp-9, -0x1.718432a1b0e26p-43};
+using kel::expl::k256OverLn2;
+using kel::expl::kLn2Over256;
+using kel::expl::kP;
 
 // Rounding shifters: adding 1.5 * 2^k and subtracting it again rounds a
 // value to a multiple of 2^(k-63).
@@ -33,13 +33,11 @@ constexpr long double kTwo63H = 0x1.8p+63L;  // to an integer
 constexpr long double kTwo32H = 0x1.8p+32L;  // to a multiple of 2^-31
 constexpr long double kTwo12H = 0x1.8p+12L;  // to a multiple of 2^-51
 
-// e^r - 1 - r on |r| <= ln2/512, coefficients of r^2..r^6.
-constexpr double _P[5] = {0x1p-1, 0x1.5555555555405p-3, 0x1.555555555541dp-5, 0x1.111116887cd7cp-7,
-                          0x1.6c16c87372663p-10};
-
-// e^x - 1 - x for small |x|: x^2..x^9 on |x| < 2^-5; x^2..x^5 on |x| < 2^-11;
-// x^2, x^3 on |x| < 2^-18; x^2 on |x| < 2^-26.
-constexpr double _Q0[8] = {0x1p-1,
+// Fixed polynomial fits for |x| < 2^-5 (kP, for the reduced argument, is in
+// expl.h); each error is the largest relative error against MPFR over
+// 2^12 + 1 evenly spaced points of the interval.
+// e^x - 1 - x, x^2..x^9 on |x| < 2^-5: fitted, e^x - 1 to 2^-66.5.
+constexpr double kQ0[8] = {0x1p-1,
                            0x1.5555555555555p-3,
                            0x1.555555555555fp-5,
                            0x1.111111111111ap-7,
@@ -47,10 +45,13 @@ constexpr double _Q0[8] = {0x1p-1,
                            0x1.a01a019e50b4bp-13,
                            0x1.a01c516ba2869p-16,
                            0x1.71e05454b977bp-19};
-constexpr long double _Q1[4] = {0x1.fffffffffffffd28p-2L, 0x1.5555555555555p-3L, 0x1.55555582d82d8p-5L,
+// e^x - 1 - x, x^2..x^5 on |x| < 2^-11: fitted, e^x - 1 to 2^-67.4.
+constexpr long double kQ1[4] = {0x1.fffffffffffffd28p-2L, 0x1.5555555555555p-3L, 0x1.55555582d82d8p-5L,
                                 0x1.1111113813814p-7L};
-constexpr double _Q2[2] = {0x1.0000000000aabp-1, 0x1.5555555556666p-3};
-constexpr long double _Q3 = 0x1.0000000000000002p-1L;  // 0.5 with its last bit set
+// e^x - 1 - x, x^2, x^3 on |x| < 2^-18: fitted, e^x - 1 to 2^-59.5.
+constexpr double kQ2[2] = {0x1.0000000000aabp-1, 0x1.5555555556666p-3};
+// e^x - 1 - x, x^2 on |x| < 2^-26: 0.5 with its last bit set, e^x - 1 to 2^-54.5.
+constexpr long double kQ3 = 0x1.0000000000000002p-1L;
 
 // Range limits, on the significand of an argument with biased exponent 16396
 // (8192 <= |x| < 16384).  Positive: the smallest long double above
@@ -97,8 +98,8 @@ inline Reduced reduce(long double x) {
 
   // p = e^r - 1 - rh, even and odd halves of the polynomial side by side.
   const long double r2 = r * r;
-  const long double even = _P[0] + r2 * (_P[2] + r2 * _P[4]);
-  const long double odd = _P[1] + r2 * _P[3];
+  const long double even = kP[0] + r2 * (kP[2] + r2 * kP[4]);
+  const long double odd = kP[1] + r2 * kP[3];
   const long double p = rl + r2 * (even + r * odd);
 
   const long double Trh = T * rh;
@@ -165,14 +166,14 @@ KEL_API long double orxexpl_scalar(long double x) {
   const long double err = x - (s - 1.0L);
   if (e >= 16372) {  // |x| >= 2^-11
     const long double x2 = x * x;
-    const long double even = _Q0[0] + x2 * (_Q0[2] + x2 * (_Q0[4] + x2 * _Q0[6]));
-    const long double odd = _Q0[1] + x2 * (_Q0[3] + x2 * (_Q0[5] + x2 * _Q0[7]));
+    const long double even = kQ0[0] + x2 * (kQ0[2] + x2 * (kQ0[4] + x2 * kQ0[6]));
+    const long double odd = kQ0[1] + x2 * (kQ0[3] + x2 * (kQ0[5] + x2 * kQ0[7]));
     return s + (x2 * (even + x * odd) + err);
   }
   if (e >= 16365)  // |x| >= 2^-18
-    return ((x * x) * (_Q1[0] + x * (_Q1[1] + x * (_Q1[2] + x * _Q1[3]))) + err) + s;
-  if (e >= 16357) return (x + (x * x) * (_Q2[0] + _Q2[1] * x)) + 1.0L;  // |x| >= 2^-26
-  if (e >= 16316) return (x + _Q3 * (x * x)) + 1.0L;                     // |x| >= 2^-67
+    return ((x * x) * (kQ1[0] + x * (kQ1[1] + x * (kQ1[2] + x * kQ1[3]))) + err) + s;
+  if (e >= 16357) return (x + (x * x) * (kQ2[0] + kQ2[1] * x)) + 1.0L;  // |x| >= 2^-26
+  if (e >= 16316) return (x + kQ3 * (x * x)) + 1.0L;                     // |x| >= 2^-67
   // 1 rounded (exact 1 at zero); x * x is not formed, as it would raise
   // underflow for tiny x.
   return s;

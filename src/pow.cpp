@@ -32,11 +32,12 @@
 // as 2^10 come out exactly but may raise inexact.
 #include <type_traits>
 
+#include "expl.h"
 #include "float_rounding.h"
 #include "frame.h"
 #include "fp.h"
 #include "ld_trig.h"
-#include "pow_log_data.h"
+#include "pow_data.h"
 
 KEL_NAME_OBJECT
 
@@ -77,7 +78,7 @@ using kel::is_negative;
 constexpr long double kLogPoly[8] = {-1.0L / 2, 1.0L / 3, -1.0L / 4, 1.0L / 5, -1.0L / 6, 1.0L / 7, -1.0L / 8, 1.0L / 9};
 
 inline kel::ld::DD ln_pair(double x) {
-  using kel::pow_data::kPowLog;
+  using kel::pow_data::kTables;
   uint64_t b = kel::bits(x);
   int bias = 1023;
   if ((b >> 52) == 0) {  // subnormal: scaled by 2^64 exactly
@@ -85,7 +86,7 @@ inline kel::ld::DD ln_pair(double x) {
     bias += 64;
   }
   const int k = static_cast<int>(b >> 52) - bias;
-  const kel::pow_data::LogRow& row = kPowLog.rows[(b >> 44) & 0xFF];
+  const kel::pow_data::LogRow& row = kTables.rows[(b >> 44) & 0xFF];
   const long double m = kel::double_from_bits((b & ((uint64_t{1} << 52) - 1)) | (uint64_t{1023} << 52));
   const long double u = m * row.r - 1.0L;
   const long double u2 = u * u, u4 = u2 * u2;
@@ -93,8 +94,8 @@ inline kel::ld::DD ln_pair(double x) {
   const long double poly = u2 * ((c[0] + u * c[1]) + u2 * (c[2] + u * c[3])) +
                            (u4 * u2) * ((c[4] + u * c[5]) + u2 * (c[6] + u * c[7]));
   const long double fk = k;
-  const kel::ld::DD s = kel::ld::fast_two_sum(fk * kPowLog.ln2_hi + row.hi, u);
-  return kel::ld::fast_two_sum(s.hi, s.lo + ((fk * kPowLog.ln2_lo + row.lo) + poly));
+  const kel::ld::DD s = kel::ld::fast_two_sum(fk * kTables.ln2_hi + row.hi, u);
+  return kel::ld::fast_two_sum(s.hi, s.lo + ((fk * kTables.ln2_lo + row.lo) + poly));
 }
 
 // e^t for t = th + tl (|tl| <= 2^-63 |th|), in extended precision, relative
@@ -104,22 +105,21 @@ inline kel::ld::DD ln_pair(double x) {
 // n = 256 m + j, 2^(j/256) = T + T' from the extended exponential's table,
 // e^r - 1 = r + r^2 P(r) of degree 6 (truncation below 2^-78).  Beyond
 // |th| = 2048 every format overflows or underflows: 2^+-3000 stands in.
-constexpr double kInvLn2_256 = 0x1.71547652b82fep+8;
-constexpr double kLn2_256[2] = {0x1.62e42ffp-9, -0x1.718432a1b0e26p-43};
-constexpr double kExpPoly[5] = {0x1p-1, 0x1.5555555555405p-3, 0x1.555555555541dp-5, 0x1.111116887cd7cp-7,
-                                0x1.6c16c87372663p-10};
+// The constants and the polynomial are those of the extended exponential.
+using kel::expl::k256OverLn2;
+using kel::expl::kLn2Over256;
 
 inline long double exp_pair(kel::ld::DD t) {
   constexpr long double kShifter = 0x1.8p63L;  // adding it rounds to an integer
   if (!(t.hi < 2048.0L && t.hi > -2048.0L)) return t.hi > 0 ? 0x1p3000L : 0x1p-3000L;
-  const long double shifted = t.hi * kInvLn2_256 + kShifter;
+  const long double shifted = t.hi * k256OverLn2 + kShifter;
   const int32_t n = static_cast<int32_t>(static_cast<uint32_t>(kel::Ld::bits(shifted).mant));
   const long double fn = shifted - kShifter;
-  const long double r = ((t.hi - fn * kLn2_256[0]) - fn * kLn2_256[1]) + t.lo;
+  const long double r = ((t.hi - fn * kLn2Over256[0]) - fn * kLn2Over256[1]) + t.lo;
   const int j = static_cast<int8_t>(n & 0xFF);
   const long double T = orx_orx_expl_table_256[128 + j][0], Tl = orx_orx_expl_table_256[128 + j][1];
   const long double r2 = r * r;
-  const double* c = kExpPoly;
+  const double* c = kel::expl::kP;
   const long double p = r + r2 * ((c[0] + r * c[1]) + r2 * ((c[2] + r * c[3]) + r2 * c[4]));
   const long double v = T + (Tl + (T + Tl) * p);
   return v * kel::Ld::pow2_field((n - j) / 256 + kel::Ld::kBias);
