@@ -21,6 +21,7 @@
 // +-3pi/4, atan2(+-y, +inf) = +-0, atan2(+-y, -inf) = +-pi; NaNs propagate.
 // Runs under the caller's 64-bit precision, rounding to nearest.
 #include "api.h"
+#include "atan2l_data.h"
 #include "ld_trig.h"
 #include "x87.h"
 
@@ -40,7 +41,7 @@ inline long double constant(const DD& k) { return kel::opaque(k.hi) + k.lo; }
 
 // atan(a / b) for 0 < a <= b, with b in [1, 2) and a >= 2^-81.
 inline DD atan_ratio(long double a, long double b) {
-  const Atan2Data& t = kAtan2;
+  const kel::atan2l_data::Tables& t = kel::atan2l_data::kTables;
   const long double sh = (a / b) * 64 + kShifter;
   const uint32_t j = static_cast<uint32_t>(Ld::bits(sh).mant) & 127;
   const long double c = (sh - kShifter) * 0x1p-6L;
@@ -66,7 +67,7 @@ inline DD atan_ratio(long double a, long double b) {
 }
 
 inline long double atan2_core(long double y, long double x) {
-  const Atan2Data& t = kAtan2;
+  const kel::atan2l_data::Tables& t = kel::atan2l_data::kTables;
   LdBits fy = Ld::bits(y), fx = Ld::bits(x);
   const uint32_t ey = fy.se & Ld::kExponentMask, ex = fx.se & Ld::kExponentMask;
   const bool yneg = (fy.se >> 15) != 0, xneg = (fx.se >> 15) != 0;

@@ -4,7 +4,7 @@
 
 namespace kel::atan_data {
 
-const Row kRows[kRowCount] = {
+const Tables kTables = {{
     {0x1p+0, 0x0p+0, 0x0p+0, 0x1p+0, 0x0p+0L, 0x0p+0},  // a < 2^-7: v = a
     {0x1p+0, -0x1.04p-7, 0x1.04p-7, 0x1p+0, 0x8.1ff4d36e54333e9p-10L, 0x1.f3a41785b2f83p-73},  // 2^-7 (1 + 0/32)
     {0x1p+0, -0x1.0cp-7, 0x1.0cp-7, 0x1p+0, 0x8.5ff3c32d8573062p-10L, 0x1.96f41dae41331p-72},  // 2^-7 (1 + 1/32)
@@ -455,6 +455,6 @@ const Row kRows[kRowCount] = {
     {0x1p+0, -0x1.f4p+6, 0x1.f4p+6, 0x1p+0, 0xc.809b7336fb1da2bp-3L, -0x1.96563cc2eae4bp-71},  // 2^6 (1 + 30/32)
     {0x1p+0, -0x1.fcp+6, 0x1.fcp+6, 0x1p+0, 0xc.80dd7f783b5d824p-3L, 0x1.59376491159dbp-65},  // 2^6 (1 + 31/32)
     {0x0p+0, -0x1p+0, 0x1p+0, 0x0p+0, 0xc.90fdaa22168c235p-3L, -0x1.d9cceba3f91f2p-66},  // a >= 2^7: pi/2 + atan(-1/a)
-};
+}};
 
 }  // namespace kel::atan_data

@@ -16,6 +16,10 @@ struct Row {
   double lo;
 };
 
-extern const Row kRows[kRowCount];
+struct Tables {
+  Row rows[kRowCount];
+};
+
+extern const Tables kTables;
 
 }  // namespace kel::atan_data

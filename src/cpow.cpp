@@ -37,6 +37,7 @@
 // The zero imaginary part of 1 is -0 when Im y and ln|x| have opposite signs,
 // else +0.  Signalling-NaN parts are quieted first, raising
 // invalid once (kel::cplx::entry).  The kernel never reports.
+#include "atan2l_data.h"
 #include "complex.h"
 #include "complex_bits.h"
 #include "powl.h"
@@ -131,7 +132,7 @@ struct Arg {
   DD degrees, radians;
 };
 Arg arg_of(double a, double b) {
-  const kel::ld::Atan2Data& k = kel::ld::kAtan2;
+  const kel::atan2l_data::Tables& k = kel::atan2l_data::kTables;
   const long double aa = kel::cplx::abs_ld(a), ab = kel::cplx::abs_ld(b);
   const bool na = kel::is_negative(a), nb = kel::is_negative(b);
   long double base, ra, rb;

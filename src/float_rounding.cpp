@@ -6,6 +6,8 @@
 // (each operation good to about 2^-124 relative).
 #include "float_rounding.h"
 
+#include "atan2l_data.h"
+
 namespace kel::fr {
 namespace {
 
@@ -112,7 +114,7 @@ DD atan_dd(long double a, long double b) {
   const DD num = add(DD{a, 0.0L}, neg(kel::ld::two_prod(c, b)));
   const DD den = add(DD{b, 0.0L}, kel::ld::two_prod(c, a));
   const DD v = div(num, den);
-  return add(kel::ld::kAtan2.rows[j.n], mul(v, horner(kSeries.atan, mul(v, v))));
+  return add(kel::atan2l_data::kTables.rows[j.n], mul(v, horner(kSeries.atan, mul(v, v))));
 }
 
 }  // namespace kel::fr

@@ -25,6 +25,7 @@
 // the domain report; atanh(+-1) = +-inf with the singularity report; zeros
 // keep their sign where the function is odd; atan(+-inf) = +-pi/2 rounded and
 // atan2 follows C99 for every signed zero and infinity.
+#include "atan2l_data.h"
 #include "atan_data.h"
 #include "float_rounding.h"
 #include "frame.h"
@@ -79,15 +80,15 @@ constexpr uint64_t kAtan2ErrorUnits = 16;
 // atan2(y, x) for finite nonzero float operands in double length, placed in
 // its quadrant as the kernel does, rounded as the exact value would be.
 [[gnu::noinline]] long double atan2_accurate(double y, double x) {
-  using kel::ld::kAtan2;
+  using kel::atan2l_data::kTables;
   const long double ay = magnitude(y), ax = magnitude(x);
   kel::fr::DD r;
   if (ay <= ax) {
     r = kel::fr::atan_dd(ay, ax);
-    if (x < 0) r = kel::fr::add(kAtan2.pi, {-r.hi, -r.lo});
+    if (x < 0) r = kel::fr::add(kTables.pi, {-r.hi, -r.lo});
   } else {
     r = kel::fr::atan_dd(ax, ay);
-    r = kel::fr::add(kAtan2.pio2, x < 0 ? r : kel::fr::DD{-r.hi, -r.lo});
+    r = kel::fr::add(kTables.pio2, x < 0 ? r : kel::fr::DD{-r.hi, -r.lo});
   }
   if (y < 0) r = {-r.hi, -r.lo};
   return kel::fr::settle(r);
@@ -136,7 +137,7 @@ int atanh_element(T xt, T* out) {
 }
 
 // Arctangent of a = |x| >= 2^-32 (or a long double a >= 2^-40), in long
-// double: with the row of a (kRows: 32 points c per binade of [2^-7, 2^7),
+// double: with the row of a (kTables.rows: 32 points c per binade of [2^-7, 2^7),
 // c = 0 below, c = inf above),
 //   atan(a) = atan(c) + atan(v),  v = (a - c) / (1 + a c),
 // and v = -1/a in the top row.  The numerator is exact (a and c share a
@@ -150,10 +151,10 @@ int atanh_element(T xt, T* out) {
 inline long double atan_row(long double a, int row) {
   row = row < 0 ? 0 : row;
   row = row > kel::atan_data::kRowCount - 1 ? kel::atan_data::kRowCount - 1 : row;
-  const kel::atan_data::Row& r = kel::atan_data::kRows[row];
+  const kel::atan_data::Row& r = kel::atan_data::kTables.rows[row];
   const long double v = (a * r.a_mul + r.b) / (a * r.c_mul + r.d);
   const long double v2 = v * v, v4 = v2 * v2;
-  const long double* p = kel::ld::kAtan2.poly;
+  const long double* p = kel::atan2l_data::kTables.poly;
   const long double q = (p[0] + p[1] * v2) + v4 * ((p[2] + p[3] * v2) + v4 * p[4]);
   return r.hi + (r.lo + (v + v * v2 * q));
 }

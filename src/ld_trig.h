@@ -1,5 +1,5 @@
 // Shared pieces of the long-double circular kernels and the square root:
-// error-free transforms on 64-bit significands and the kernels' tables.
+// error-free transforms on 64-bit significands.
 //
 // Every helper assumes what the kernels assume: the caller's precision control
 // is 64 bits and rounding is to nearest.  Under those conditions each long
@@ -49,35 +49,6 @@ inline DD two_prod(long double a, long double b) {
   const long double e = ((as.hi * bs.hi - p) + as.hi * bs.lo + as.lo * bs.hi) + as.lo * bs.lo;
   return {p, e};
 }
-
-// ---- Tables (generated sources *_data.cpp) ----
-
-// Sine and cosine: tools/gen/gen_sincosl.cpp.
-struct SinCosRow {
-  long double sin_hi, sin_lo, cos_hi, cos_lo;  // sin(j/64), cos(j/64)
-};
-struct SinCosData {
-  long double two_over_pi;
-  long double pio2_cw[4];  // pi/2 = [0] + [1] + [2] + [3]; [0..2] have 44 bits
-  DD pio2;
-  long double sin_poly[4];  // u^3 .. u^9
-  long double cos_poly[4];  // u^2 .. u^8
-  SinCosRow rows[52];
-};
-extern const SinCosData kSinCos;
-extern const uint32_t kTwoOverPi[520];
-
-// Arctangent: tools/gen/gen_atan2l.cpp.
-struct Atan2Data {
-  DD pi, pio2, pio4, three_pio4;
-  long double poly[5];  // v^3 .. v^11
-  DD rows[65];          // atan(j/64)
-};
-extern const Atan2Data kAtan2;
-
-// Square root: tools/gen/gen_sqrtl.cpp.  Seeds 2^16 / sqrt(m) at the
-// midpoints of the 192 intervals [i/64, (i+1)/64) of m in [1, 4).
-extern const uint16_t kRsqrtSeed[192];
 
 // Flags of a kernel whose result is x (its odd part: sin, tan, sinh, tanh)
 // or 1 (its even part) for |x| < 2^-32: inexact for x nonzero, and underflow

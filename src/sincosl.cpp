@@ -30,6 +30,7 @@
 // flag; NaNs propagate quietly.
 #include "api.h"
 #include "ld_trig.h"
+#include "sincosl_data.h"
 #include "x87.h"
 
 namespace {
@@ -37,6 +38,7 @@ namespace {
 using namespace kel::ld;
 using kel::Ld;
 using kel::LdBits;
+using kel::sincosl_data::kTables;
 
 constexpr long double kShifter = 0x1.8p63L;  // 1.5 * 2^63: adding it rounds to an integer
 constexpr long double kPio4 = 0x1.921fb54442d18469898cc51701b8p-1L;
@@ -48,7 +50,7 @@ struct Reduced {
 
 // Cody-Waite for pi/4 <= ax < 2^20.
 inline Reduced reduce_medium(long double ax) {
-  const SinCosData& t = kSinCos;
+  const kel::sincosl_data::Tables& t = kTables;
   const long double sh = ax * t.two_over_pi + kShifter;
   const long double k = sh - kShifter;
   const uint32_t q = static_cast<uint32_t>(Ld::bits(sh).mant) & 3;
@@ -79,7 +81,7 @@ __attribute__((noinline)) Reduced reduce_large(LdBits f) {
   const int j0 = e >= 2 ? (e - 2) >> 5 : 0;
   constexpr int kN = 9;
   uint32_t w[kN];
-  for (int i = 0; i < kN; ++i) w[i] = kTwoOverPi[j0 + kN - 1 - i];  // little-endian
+  for (int i = 0; i < kN; ++i) w[i] = kTables.two_over_pi_bits[j0 + kN - 1 - i];  // little-endian
 
   // P = M * W, 11 words, plus two zero words for bits_at.
   uint32_t p[kN + 4] = {};
@@ -122,7 +124,7 @@ __attribute__((noinline)) Reduced reduce_large(LdBits f) {
     fl = Ld::make(f1 << c1, Ld::kBias - 1 - 64 - z - c1);
   }
   // r = (fh + fl) * pi/2, with a relative error below 2^-124.
-  const DD& pio2 = kSinCos.pio2;
+  const DD& pio2 = kTables.pio2;
   const DD pr = two_prod(fh, pio2.hi);
   const DD r = fast_two_sum(pr.hi, pr.lo + (fh * pio2.lo + fl * pio2.hi));
   if (sign) return {-r.hi, -r.lo, q};
@@ -131,13 +133,13 @@ __attribute__((noinline)) Reduced reduce_large(LdBits f) {
 
 // sin and cos of a reduced argument 0 <= rh + rl, split at the table point.
 struct Point {
-  const SinCosRow* row;
+  const kel::sincosl_data::Row* row;
   long double d, rl;  // r = j/64 + d + rl, d exact
   long double ps, pc; // sin u - u, cos u - 1 for u = d + rl
 };
 
 inline Point locate(long double rh, long double rl) {
-  const SinCosData& t = kSinCos;
+  const kel::sincosl_data::Tables& t = kTables;
   const long double sh = rh * 64 + kShifter;
   // 0 <= rh <= pi/4 under round to nearest puts j in [0, 51].  The kernels
   // are not built for directed rounding, where the reduction can leave rh
@@ -157,7 +159,7 @@ inline Point locate(long double rh, long double rl) {
 
 // S cos u + C sin u = S_hi + C_hi d + (the small terms), as head + tail.
 inline DD sin_dd(const Point& p) {
-  const SinCosRow& w = *p.row;
+  const kel::sincosl_data::Row& w = *p.row;
   const DD cd = two_prod(w.cos_hi, p.d);
   const DD h = fast_two_sum(w.sin_hi, cd.hi);
   const long double tail =
@@ -167,7 +169,7 @@ inline DD sin_dd(const Point& p) {
 
 // C cos u - S sin u = C_hi - S_hi d + (the small terms), as head + tail.
 inline DD cos_dd(const Point& p) {
-  const SinCosRow& w = *p.row;
+  const kel::sincosl_data::Row& w = *p.row;
   const DD sd = two_prod(w.sin_hi, p.d);
   const DD h = fast_two_sum(w.cos_hi, -sd.hi);
   const long double tail =

@@ -18,6 +18,7 @@
 // normalised first.  The control word is not read or written.
 #include "api.h"
 #include "ld_trig.h"
+#include "sqrtl_data.h"
 #include "x87.h"
 
 namespace {
@@ -49,7 +50,7 @@ inline U128 sub(U128 a, uint64_t b) { return {a.hi - (a.lo < b), a.lo - b}; }
 inline uint64_t isqrt_nearest(U128 n, uint64_t m64) {
   // 32-bit stage: m32 = m 2^30, R = r 2^31.
   const uint32_t m32 = static_cast<uint32_t>(m64 >> 32);
-  uint32_t r = static_cast<uint32_t>(kRsqrtSeed[(m32 >> 24) - 64]) << 15;
+  uint32_t r = static_cast<uint32_t>(kel::sqrtl_data::kTables.seeds[(m32 >> 24) - 64]) << 15;
   for (int i = 0; i < 2; ++i) {
     const uint32_t r2 = static_cast<uint32_t>((static_cast<uint64_t>(r) * r) >> 32);  // r^2 2^30
     const uint32_t mr2 = static_cast<uint32_t>((static_cast<uint64_t>(m32) * r2) >> 30);
