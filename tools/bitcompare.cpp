@@ -2,7 +2,7 @@
 // results, statuses and the x87 exception flags of each call.  Meant for a
 // change that must not move any result (a faster loop, a new schedule):
 //
-//   g++ -O2 -Iinclude tools/bitcompare.cpp -ldl -o bitcompare
+//   g++ -O2 -std=c++20 -Iinclude -Itools tools/bitcompare.cpp -ldl -o bitcompare
 //   ./bitcompare OLD/libkelvmpx.so NEW/libkelvmpx.so [millions] [--all-floats [STRIDE] [FAMILY]]
 //
 // Inputs per member: hostile patterns (signed zeros, infinities, quiet and
@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "catalogue.h"
 #include "kelvm.h"
 
 namespace {
@@ -208,16 +209,19 @@ int main(int argc, char** argv) {
   const std::string only = argc > 6 ? argv[6] : "";
 
   std::vector<Member> members;
-  const char* unary[] = {"Exp", "Ln", "Log10", "Sin", "Cos", "Tan", "Sqrt", "Inv"};
   const char* accs32[] = {"A11", "A21", "A24"};
   const char* accs64[] = {"A50", "A53"};
   auto add = [&](const std::string& fam, Shape s) {
     for (const char* a : accs32) members.push_back({"kels" + fam + "_32f_" + a, s, true, nullptr, nullptr});
     for (const char* a : accs64) members.push_back({"kels" + fam + "_64f_" + a, s, false, nullptr, nullptr});
   };
-  for (const char* f : unary) add(f, Shape::unary);
-  add("SinCos", Shape::two_results);
-  add("Div", Shape::binary);
+  // Every real family of the catalogue but Powx (its exponent is a scalar).
+  for (const kelcat::Family& f : kelcat::kFamilies) {
+    if (f.domain != kelcat::Domain::real || f.shape == kelcat::Shape::scalar) continue;
+    add(f.name, f.shape == kelcat::Shape::unary ? Shape::unary
+                : f.shape == kelcat::Shape::two ? Shape::two_results
+                                                : Shape::binary);
+  }
   for (auto& m : members) {
     m.a = dlsym(la, m.name.c_str());
     m.b = dlsym(lb, m.name.c_str());
