@@ -72,7 +72,9 @@ RoundingRecord read_rounding(const std::string& path) {
     }
     if (field.size() < 7) continue;
     const bool fixed_algorithm = field[1] == "fixed";
-    std::string text = field[6] + "; " + field[2] + ": " + field[3] + (field[3] == "1" ? " miss" : " misses");
+    // "-" misses: evidence without a count (a test rather than a sweep).
+    std::string text = field[6] + "; " + field[2];
+    if (field[3] != "-") text += ": " + field[3] + (field[3] == "1" ? " miss" : " misses");
     if (fixed_algorithm && field[3] != "0") text += " (first " + field[5] + ")";
     std::string& c = rec.cells[field[0]];
     c += (c.empty() ? "" : "<br>") + text;
