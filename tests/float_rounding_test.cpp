@@ -133,12 +133,11 @@ TEST(FloatRounding, PowUnderflowFromTheOperands) {
 
 // ---- Long mode ----
 
-std::string long_mode() {
+// KELVM_LONG=1 runs every member, a comma-separated list only those named.
+bool selected(const std::string& name) {
   const char* v = std::getenv("KELVM_LONG");
-  return v ? v : "";
-}
-bool selected(const std::string& list, const std::string& family) {
-  return list == "1" || ("," + list + ",").find("," + family + ",") != std::string::npos;
+  const std::string list = v ? v : "";
+  return list == "1" || ("," + list + ",").find("," + name + ",") != std::string::npos;
 }
 
 // v within rel*|v| of a float midpoint (or of the overflow threshold).
@@ -153,10 +152,18 @@ bool near_midpoint(long double v, long double rel) {
 
 constexpr long double kScreen = 0x1p-44L;
 
+using Screen = long double (*)(long double, long double);
+
+// A glibc double function as a long-double screen (exact conversion back).
+template <double (*F)(double)>
+long double screen(long double x, long double) {
+  return F(double(x));
+}
+
 // erfinv in long double: one Newton step from the double member, on erf
 // below 1/2 and on erfc above (where 1 - |x| is exact), so that the step's
 // evaluation error stays near 2^-62 relative even as erf flattens.
-long double erfinv_screen(long double x) {
+long double erfinv_screen(long double x, long double) {
   if (!(std::fabs(x) < 1)) return std::fabs(x) == 1 ? std::copysign(INFINITY, x) : NAN;
   const double d = double(x);
   double y0;
@@ -167,100 +174,69 @@ long double erfinv_screen(long double x) {
   return std::copysign(y - step, x);
 }
 
-// A member's float results over a set of inputs: how many MPFR decided, how
-// many differ from the correctly rounded result, and the first that does.
-struct Outcome {
-  std::mutex m;
-  std::string first;
-  std::atomic<uint64_t> decided{0}, misses{0};
-  void miss(const std::string& what) {
-    std::lock_guard<std::mutex> l(m);
-    if (misses++ == 0) first = what;
-  }
-};
-
-// Prints the outcome and appends it to the file KELVM_LONG_RECORD names (the
-// docs' correct-rounding table is made from that record). Members of our own
-// algorithms must be correctly rounded; the specified ones only report.
-void report(const char* name, const char* what, bool fixed, const Outcome& out) {
-  const uint64_t misses = out.misses.load(), decided = out.decided.load();
-  std::printf("%s_32f: %s: %llu misses, %llu decided by MPFR%s%s\n", name, what, (unsigned long long)misses,
-              (unsigned long long)decided, misses ? ", first " : "", out.first.c_str());
-  const char* path = std::getenv("KELVM_LONG_RECORD");
-  if (FILE* f = path ? std::fopen(path, "a") : nullptr) {
-    std::fprintf(f, "%s\t%s\t%s\t%llu\t%llu\t%s\n", name, fixed ? "fixed" : "ours", what,
-                 (unsigned long long)misses, (unsigned long long)decided, out.first.c_str());
-    std::fclose(f);
-  }
-  if (!fixed) {
-    EXPECT_EQ(misses, 0u) << name << ": " << out.first;
-  }
+// Every member as a two-source call; one-argument members ignore b.
+template <Unary F>
+KelStatus one_source(const float* a, const float*, float* r, int n) {
+  return F(a, r, n);
+}
+KelStatus sincos_sin(const float* a, const float*, float* r, int n) {
+  std::vector<float> c(n);
+  return kelsSinCos_32f_A24(a, r, c.data(), n);
+}
+KelStatus sincos_cos(const float* a, const float*, float* r, int n) {
+  std::vector<float> s(n);
+  return kelsSinCos_32f_A24(a, s.data(), r, n);
 }
 
-// Compares r[i] with the float rounding of the screen value v, MPFR deciding
-// when v lies within kScreen of a midpoint.
-template <class Decide, class Describe>
-void check(Outcome& out, float r, long double v, Decide mpfr, Describe input) {
-  float want = float(v);
-  if (!std::isnan(v) && near_midpoint(v, kScreen)) {
-    want = mpfr();
-    ++out.decided;
-  }
-  if (!same(r, want)) out.miss(input() + " -> " + kelacc::hex(r) + ", not " + kelacc::hex(want));
-}
-
-struct UnaryMember {
+struct LongMember {
   const char* name;
   const char* reference;  // registry family giving the MPFR reference
-  Unary fn;
-  long double (*libm)(long double);
+  Binary fn;
+  Screen libm;
   bool fixed;  // a specified algorithm: its misses are counted, not failed
+  bool pairs;  // 10^8 random pairs instead of all 2^32 single inputs
 };
-
-// A glibc double function as a long-double screen (exact conversion back).
-template <double (*F)(double)>
-long double screen(long double x) {
-  return F(double(x));
-}
-
-KelStatus sincos_sin(const float* s, float* d, int n) {
-  std::vector<float> c(n);
-  return kelsSinCos_32f_A24(s, d, c.data(), n);
-}
-KelStatus sincos_cos(const float* s, float* d, int n) {
-  std::vector<float> c(n);
-  return kelsSinCos_32f_A24(s, c.data(), d, n);
-}
 
 // The three float members of a family share one kernel, so the A24 member
 // stands for all three.
-const UnaryMember kUnary[] = {
-    {"Sinh", "Sinh", kelsSinh_32f_A24, screen<sinh>, false},
-    {"Cosh", "Cosh", kelsCosh_32f_A24, screen<cosh>, false},
-    {"Tanh", "Tanh", kelsTanh_32f_A24, screen<tanh>, false},
-    {"Asinh", "Asinh", kelsAsinh_32f_A24, screen<asinh>, false},
-    {"Acosh", "Acosh", kelsAcosh_32f_A24, screen<acosh>, false},
-    {"Atanh", "Atanh", kelsAtanh_32f_A24, screen<atanh>, false},
-    {"Asin", "Asin", kelsAsin_32f_A24, screen<asin>, false},
-    {"Acos", "Acos", kelsAcos_32f_A24, screen<acos>, false},
-    {"Atan", "Atan", kelsAtan_32f_A24, screen<atan>, false},
-    {"InvSqrt", "InvSqrt", kelsInvSqrt_32f_A24, [](long double x) { return 1 / sqrtl(x); }, false},
-    {"Cbrt", "Cbrt", kelsCbrt_32f_A24, screen<cbrt>, false},
-    {"InvCbrt", "InvCbrt", kelsInvCbrt_32f_A24, [](long double x) { return 1 / static_cast<long double>(cbrt(double(x))); }, false},
-    {"Erf", "Erf", kelsErf_32f_A24, screen<erf>, false},
-    {"Erfc", "Erfc", kelsErfc_32f_A24, screen<erfc>, false},
-    {"ErfInv", "ErfInv", kelsErfInv_32f_A24, erfinv_screen, false},
-    {"Exp", "Exp", kelsExp_32f_A24, screen<exp>, true},
-    {"Ln", "Ln", kelsLn_32f_A24, screen<log>, true},
-    {"Log10", "Log10", kelsLog10_32f_A24, screen<log10>, true},
-    {"Sin", "Sin", kelsSin_32f_A24, screen<sin>, true},
-    {"Cos", "Cos", kelsCos_32f_A24, screen<cos>, true},
-    {"SinCos", "Sin", sincos_sin, screen<sin>, true},
-    {"SinCos", "Cos", sincos_cos, screen<cos>, true},
-    {"Tan", "Tan", kelsTan_32f_A24, screen<tan>, true},
-    {"Sqrt", "Sqrt", kelsSqrt_32f_A24, sqrtl, true},
-    {"Inv", "Inv", kelsInv_32f_A24, [](long double x) { return 1 / x; }, true},
+#define KEL_OURS(F, S) {#F, #F, one_source<kels##F##_32f_A24>, S, false, false}
+#define KEL_FIXED(F, S) {#F, #F, one_source<kels##F##_32f_A24>, S, true, false}
+const LongMember kMembers[] = {
+    KEL_OURS(Sinh, screen<sinh>), KEL_OURS(Cosh, screen<cosh>), KEL_OURS(Tanh, screen<tanh>),
+    KEL_OURS(Asinh, screen<asinh>), KEL_OURS(Acosh, screen<acosh>), KEL_OURS(Atanh, screen<atanh>),
+    KEL_OURS(Asin, screen<asin>), KEL_OURS(Acos, screen<acos>), KEL_OURS(Atan, screen<atan>),
+    KEL_OURS(InvSqrt, [](long double x, long double) { return 1 / sqrtl(x); }), KEL_OURS(Cbrt, screen<cbrt>),
+    KEL_OURS(InvCbrt, [](long double x, long double) { return 1 / static_cast<long double>(cbrt(double(x))); }),
+    KEL_OURS(Erf, screen<erf>), KEL_OURS(Erfc, screen<erfc>), KEL_OURS(ErfInv, erfinv_screen),
+    KEL_FIXED(Exp, screen<exp>), KEL_FIXED(Ln, screen<log>), KEL_FIXED(Log10, screen<log10>),
+    KEL_FIXED(Sin, screen<sin>), KEL_FIXED(Cos, screen<cos>), KEL_FIXED(Tan, screen<tan>),
+    {"SinCos", "Sin", sincos_sin, screen<sin>, true, false}, {"SinCos", "Cos", sincos_cos, screen<cos>, true, false},
+    KEL_FIXED(Sqrt, [](long double x, long double) { return sqrtl(x); }),
+    KEL_FIXED(Inv, [](long double x, long double) { return 1 / x; }),
+    {"Pow", "Pow", kelsPow_32f_A24, powl, false, true}, {"Atan2", "Atan2", kelsAtan2_32f_A24, atan2l, false, true},
+    {"Hypot", "Hypot", kelsHypot_32f_A24, hypotl, false, true},
+    {"Div", "Div", kelsDiv_32f_A24, [](long double a, long double b) { return a / b; }, true, true},
 };
+#undef KEL_OURS
+#undef KEL_FIXED
+
+// Inputs of chunk c: 2^16 consecutive bit patterns, or random pairs (Pow:
+// bases of every exponent, exponents of moderate size, so that results are
+// mostly finite and nonzero).
+void fill(const LongMember& m, uint64_t c, std::vector<float>& a, std::vector<float>& b) {
+  uint64_t s = 0x9E3779B97F4A7C15ull * (c + 1);
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (!m.pairs) {
+      a[i] = bits_float(uint32_t(c) << 16 | uint32_t(i));
+      continue;
+    }
+    s = s * 6364136223846793005ull + 1442695040888963407ull;
+    const uint32_t hi = uint32_t(s >> 32), lo = uint32_t(s);
+    const bool pow = m.libm == powl;
+    a[i] = bits_float(pow ? hi & 0x7FFFFFFF : hi);
+    b[i] = bits_float(pow ? (lo & 0x807FFFFF) | (0x38000000 + (lo >> 8 & 0x0F800000)) : lo);
+  }
+}
 
 // Runs work(chunk) for chunks 0..count-1 on every core.
 template <class Work>
@@ -275,68 +251,55 @@ void on_all_cores(uint64_t count, Work work) {
   for (auto& t : threads) t.join();
 }
 
-TEST(FloatRoundingLong, UnaryMembersOnAllInputs) {
-  const std::string mode = long_mode();
-  if (mode.empty()) GTEST_SKIP() << "long mode: KELVM_LONG=1";
+// Each member's results against the float rounding of its screen, MPFR
+// deciding every screen value within kScreen of a midpoint. The outcome is
+// printed and appended to the file KELVM_LONG_RECORD names (the docs'
+// correct-rounding table is made from that record). Members of our own
+// algorithms must be correctly rounded; the specified ones only report.
+TEST(FloatRoundingLong, EveryMember) {
+  if (!std::getenv("KELVM_LONG")) GTEST_SKIP() << "long mode: KELVM_LONG=1";
   constexpr uint32_t kChunk = 1 << 16;
-  for (const UnaryMember& u : kUnary) {
-    if (!selected(mode, u.name)) continue;
-    Outcome out;
-    on_all_cores(uint64_t{1} << 16, [&](uint64_t c) {
-      std::vector<float> x(kChunk), r(kChunk);
-      for (uint32_t i = 0; i < kChunk; ++i) x[i] = bits_float(uint32_t(c) << 16 | i);
-      {
-        ScopedControlWord cw(kDefault);
-        u.fn(x.data(), r.data(), kChunk);
-      }
-      for (uint32_t i = 0; i < kChunk; ++i)
-        check(out, r[i], u.libm(x[i]), [&] { return mpfr_float(u.reference, x[i]); },
-              [&] { return kelacc::hex(x[i]); });
-    });
-    const std::string what = std::string("all 2^32 inputs") + (u.reference != u.name ? std::string(", ") + u.reference + " part" : "");
-    report(u.name, what.c_str(), u.fixed, out);
-  }
-}
-
-struct BinaryMember {
-  const char* name;
-  Binary fn;
-  long double (*libm)(long double, long double);
-  bool fixed;
-};
-
-TEST(FloatRoundingLong, RandomPairs) {
-  const std::string mode = long_mode();
-  if (mode.empty()) GTEST_SKIP() << "long mode: KELVM_LONG=1";
-  const BinaryMember members[] = {{"Pow", kelsPow_32f_A24, powl, false},
-                                  {"Atan2", kelsAtan2_32f_A24, atan2l, false},
-                                  {"Hypot", kelsHypot_32f_A24, hypotl, false},
-                                  {"Div", kelsDiv_32f_A24, [](long double a, long double b) { return a / b; }, true}};
-  constexpr uint32_t kChunk = 1 << 16;
-  constexpr uint64_t kChunks = 1526;  // 10^8 pairs
-  for (const BinaryMember& m : members) {
-    if (!selected(mode, m.name)) continue;
-    Outcome out;
-    on_all_cores(kChunks, [&](uint64_t c) {
+  for (const LongMember& m : kMembers) {
+    if (!selected(m.name)) continue;
+    std::mutex lock;
+    std::string first;
+    std::atomic<uint64_t> decided{0}, misses{0};
+    on_all_cores(m.pairs ? 1526 : uint64_t{1} << 16, [&](uint64_t c) {  // 10^8 pairs or 2^32 inputs
       std::vector<float> a(kChunk), b(kChunk), r(kChunk);
-      uint64_t s = 0x9E3779B97F4A7C15ull * (c + 1);
-      for (uint32_t i = 0; i < kChunk; ++i) {
-        s = s * 6364136223846793005ull + 1442695040888963407ull;
-        const uint32_t hi = uint32_t(s >> 32), lo = uint32_t(s);
-        // Pow: bases of every exponent, exponents of moderate size, so that
-        // results are mostly finite and nonzero.
-        a[i] = m.libm == powl ? bits_float(hi & 0x7FFFFFFF) : bits_float(hi);
-        b[i] = m.libm == powl ? bits_float((lo & 0x807FFFFF) | (0x38000000 + (lo >> 8 & 0x0F800000))) : bits_float(lo);
-      }
+      fill(m, c, a, b);
       {
         ScopedControlWord cw(kDefault);
         m.fn(a.data(), b.data(), r.data(), kChunk);
       }
-      for (uint32_t i = 0; i < kChunk; ++i)
-        check(out, r[i], m.libm(a[i], b[i]), [&] { return mpfr_float(m.name, a[i], &b[i]); },
-              [&] { return kelacc::hex(a[i]) + ", " + kelacc::hex(b[i]); });
+      for (uint32_t i = 0; i < kChunk; ++i) {
+        const long double v = m.libm(a[i], b[i]);
+        float want = float(v);
+        if (!std::isnan(v) && near_midpoint(v, kScreen)) {
+          want = mpfr_float(m.reference, a[i], m.pairs ? &b[i] : nullptr);
+          ++decided;
+        }
+        if (same(r[i], want)) continue;
+        std::lock_guard<std::mutex> l(lock);
+        if (misses++ == 0)
+          first = kelacc::hex(a[i]) + (m.pairs ? ", " + kelacc::hex(b[i]) : "") + " -> " + kelacc::hex(r[i]) +
+                  ", not " + kelacc::hex(want);
+      }
     });
-    report(m.name, "10^8 random pairs", m.fixed, out);
+    const std::string what = m.pairs ? "10^8 random pairs"
+                                     : std::string("all 2^32 inputs") +
+                                           (m.reference != std::string(m.name) ? std::string(", ") + m.reference + " part" : "");
+    std::printf("%s_32f: %s: %llu misses, %llu decided by MPFR%s%s\n", m.name, what.c_str(),
+                (unsigned long long)misses.load(), (unsigned long long)decided.load(), misses ? ", first " : "",
+                first.c_str());
+    const char* path = std::getenv("KELVM_LONG_RECORD");
+    if (FILE* f = path ? std::fopen(path, "a") : nullptr) {
+      std::fprintf(f, "%s\t%s\t%s\t%llu\t%llu\t%s\n", m.name, m.fixed ? "fixed" : "ours", what.c_str(),
+                   (unsigned long long)misses.load(), (unsigned long long)decided.load(), first.c_str());
+      std::fclose(f);
+    }
+    if (!m.fixed) {
+      EXPECT_EQ(misses.load(), 0u) << m.name << ": " << first;
+    }
   }
 }
 
