@@ -1,6 +1,5 @@
-// Long-double circular kernels, arctangents and square root against MPFR at a
-// 64-bit significand: accuracy by range, the special values and flags of C99
-// Annex F.
+// Long-double circular kernels, arctangents and square root: accuracy
+// against MPFR by range, special values and flags.
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
@@ -12,6 +11,7 @@
 
 #include "accuracy.h"
 #include "check.h"
+#include "generators.h"
 #include "fpu.h"
 #include "kelvm.h"
 
@@ -24,19 +24,16 @@ std::vector<long double> closest_in_binade(int E, int digits);
 
 namespace {
 
-// Accepted error of sinl, cosl, tanl, atanl and atan2l in ulps of the 64-bit
-// significand; sqrtl is correctly rounded.
+// Accepted error of sinl, cosl, tanl, atanl and atan2l in ulps; sqrtl is
+// correctly rounded.
 constexpr double kBound = 0.52;
 
-// The exception flags without the x87 denormal-operand flag.
-uint16_t ieee_flags() { return flags() & ~0x02; }
+uint16_t ieee_flags() { return flags() & ~0x02; }  // without denormal-operand
 std::string hex(long double x) { return kelacc::hex(x); }
 
-// Random long doubles in [lo, hi] binade by binade, every other one negated.
+// Random long doubles in [lo, hi] binade by binade, either sign.
 std::vector<long double> both_signs(long double lo, long double hi, uint64_t seed) {
-  auto v = kelacc::random_bits_in<long double>(lo, hi, kelacc::default_samples(), seed);
-  for (size_t i = 1; i < v.size(); i += 2) v[i] = -v[i];
-  return v;
+  return kelacc::Sampler<long double>(kelacc::default_samples(), seed).both_signs(lo, hi, 1).take();
 }
 
 // sinl, cosl and tanl within kBound, sincosl bit for bit sinl and cosl.
@@ -53,14 +50,12 @@ void expect_circular(const std::vector<long double>& xs, const char* what) {
   }
 }
 
+// Each reduction path (tiny, small, Cody-Waite, Payne-Hanek, huge), the
+// nearest approaches to k pi/2, LDBL_MAX and the pi/4, 2^20, 2^-32 switches.
 TEST(LdSinCos, AccuracyByRange) {
-  expect_circular(both_signs(0x1p-40L, 0x1p-30L, 1), "tiny");
-  expect_circular(both_signs(0x1p-30L, 1.0L, 2), "small");
-  expect_circular(both_signs(1.0L, 0x1p20L, 3), "Cody-Waite");
-  expect_circular(both_signs(0x1p20L, 0x1p70L, 4), "Payne-Hanek");
-  expect_circular(both_signs(0x1p70L, LDBL_MAX, 5), "huge");
+  const long double bounds[] = {0x1p-40L, 0x1p-30L, 1.0L, 0x1p20L, 0x1p70L, LDBL_MAX};
+  for (int i = 0; i < 5; ++i) expect_circular(both_signs(bounds[i], bounds[i + 1], i + 1), hex(bounds[i]).c_str());
   expect_circular(pio2cases::nearest_multiples(1, 62, 64, kelacc::default_samples(), 6), "nearest to k pi/2");
-  // The largest long double and the pi/4, 2^20 and 2^-32 switch points.
   std::vector<long double> edges = {LDBL_MAX, -LDBL_MAX};
   for (long double e : {0x1.921fb54442d18469898cc51701b8p-1L, 0x1p20L, 0x1p-32L}) {
     long double x = std::nextafter(e, 0.0L);
@@ -95,13 +90,11 @@ TEST(LdSinCos, SpecialValuesAndFlags) {
   for (const auto& c : cases) {
     long double s, co, ps, pc, ta;
     uint16_t fs, fc, fsc, ft;
-    {
-      ScopedControlWord cw(kDefault);
-      ta = orxtanl_scalar(c.x), ft = ieee_flags(), clear_flags();
-      s = orxsinl_scalar(c.x), fs = ieee_flags(), clear_flags();
-      co = orxcosl_scalar(c.x), fc = ieee_flags(), clear_flags();
-      orxsincosl_scalar(c.x, &ps, &pc), fsc = ieee_flags();
-    }
+    ScopedControlWord cw(kDefault);
+    ta = orxtanl_scalar(c.x), ft = ieee_flags(), clear_flags();
+    s = orxsinl_scalar(c.x), fs = ieee_flags(), clear_flags();
+    co = orxcosl_scalar(c.x), fc = ieee_flags(), clear_flags();
+    orxsincosl_scalar(c.x, &ps, &pc), fsc = ieee_flags();
     for (auto [got, want] : {std::pair{s, c.sin}, {co, c.cos}, {ps, c.sin}, {pc, c.cos}, {ta, c.sin}})
       EXPECT_TRUE(std::isnan(want) ? std::isnan(got) : same_bits(got, want)) << hex(c.x) << " gave " << hex(got);
     EXPECT_EQ(fc, c.flags) << hex(c.x);
@@ -113,45 +106,47 @@ TEST(LdAtanSqrt, AccuracyByRange) {
   // Every magnitude: below 2^-80 atan x rounds like x; above 2^80 like pi/2.
   for (const auto& xs : {both_signs(0x1p-16445L, LDBL_MAX, 11), both_signs(0.125L, 8.0L, 12)})
     kelacc::expect_within("atanl", kelacc::measure_kernel(orxatanl_scalar, mpfr_atan, xs), kBound);
-  // Every magnitude, and just beside exact squares where the remainder is smallest.
-  std::vector<long double> xs = kelacc::random_bits_in<long double>(0x1p-16445L, LDBL_MAX, kelacc::default_samples(), 13);
+  // sqrtl bit for bit, inexact exactly when it is: every magnitude, exact
+  // squares and their neighbours, where the remainder is smallest.
+  const size_t n = kelacc::default_samples();
+  std::vector<long double> xs = kelacc::random_bits_in<long double>(0x1p-16445L, LDBL_MAX, n, 13);
   std::mt19937_64 g(14);
-  for (size_t i = 0; i < kelacc::default_samples(); ++i) {
-    const long double s = std::ldexp(static_cast<long double>(g() >> 32 | 1ull << 31), static_cast<int>(g() % 200) - 100);
-    xs.push_back(std::nextafter(s * s, 0.0L)), xs.push_back(std::nextafter(s * s, INFINITY));
+  for (size_t i = 0; i < n; ++i) {
+    const long double s = std::ldexp(static_cast<long double>(g() >> 32 | 1), static_cast<int>(g() % 16000) - 8032);
+    xs.insert(xs.end(), {s * s, std::nextafter(s * s, 0.0L), std::nextafter(s * s, INFINITY)});
   }
   mpfr_t exact;
   mpfr_init2(exact, kelacc::kExactBits);
   ScopedControlWord cw(kDefault);
   for (long double x : xs) {
     kelacc::exact_unary(exact, mpfr_sqrt, x);
-    ASSERT_TRUE(same_bits(orxsqrtl_scalar(x), kelacc::correctly_rounded<long double>(exact))) << hex(x);
+    const long double want = kelacc::correctly_rounded<long double>(exact);
+    clear_flags();
+    ASSERT_TRUE(same_bits(orxsqrtl_scalar(x), want)) << hex(x);
+    ASSERT_EQ(ieee_flags() & kInexact, mpfr_cmp_ld(exact, want) ? kInexact : 0) << hex(x);
   }
   mpfr_clear(exact);
 }
 
 TEST(LdAtan2, AccuracyInAllQuadrants) {
   // y and x binade by binade from two windows: their ratio spans the gap.
-  const struct {
-    const char* name;
-    long double ylo, yhi, xlo, xhi;
-  } ranges[] = {
-      {"ratio near 1", 1, 4, 1, 4},
-      {"ratio 2^-70..2^70", 0x1p-35L, 0x1p35L, 0x1p-35L, 0x1p35L},
-      {"tiny ratio (one rounding)", 0x1p-130L, 0x1p-70L, 1, 0x1p10L},
-      {"huge ratio", 1, 0x1p10L, 0x1p-130L, 0x1p-70L},
-      {"extreme magnitudes", 0x1p-16440L, 0x1p-16300L, 0x1p-16440L, 0x1p-16300L},
-      {"top of the range", 0x1p16300L, LDBL_MAX, 0x1p16300L, LDBL_MAX},
-      {"subnormal over normal", 0x1p-16445L, 0x1p-16383L, 0x1p-100L, 1},
-  };
+  // Ratio near 1, 2^-70..2^70, tiny (one rounding), huge; extreme magnitudes,
+  // the top of the range, subnormal over normal.
+  const long double ranges[][4] = {{1, 4, 1, 4},
+                                   {0x1p-35L, 0x1p35L, 0x1p-35L, 0x1p35L},
+                                   {0x1p-130L, 0x1p-70L, 1, 0x1p10L},
+                                   {1, 0x1p10L, 0x1p-130L, 0x1p-70L},
+                                   {0x1p-16440L, 0x1p-16300L, 0x1p-16440L, 0x1p-16300L},
+                                   {0x1p16300L, LDBL_MAX, 0x1p16300L, LDBL_MAX},
+                                   {0x1p-16445L, 0x1p-16383L, 0x1p-100L, 1}};
   uint64_t seed = 20;
   for (const auto& r : ranges) {
-    const auto ys = both_signs(r.ylo, r.yhi, ++seed), xs = both_signs(r.xlo, r.xhi, seed * 7);
-    kelacc::expect_within(r.name, kelacc::measure_kernel(orxatan2l_scalar, mpfr_atan2, ys, xs), kBound);
+    const auto ys = both_signs(r[0], r[1], ++seed), xs = both_signs(r[2], r[3], seed * 7);
+    kelacc::expect_within(hex(r[0]).c_str(), kelacc::measure_kernel(orxatan2l_scalar, mpfr_atan2, ys, xs), kBound);
   }
 }
 
-// Special values: results bit for bit (NaN: any NaN) and exactly the flags.
+// Results bit for bit (NaN: any NaN) and exactly the flags.
 TEST(LdAtanSqrt, SpecialValuesAndFlags) {
   const long double inf = INFINITY, nan = NAN, snan = std::numeric_limits<long double>::signaling_NaN();
   const long double pi = 0xc.90fdaa22168c235p-2L, pio2 = 0xc.90fdaa22168c235p-3L, pio4 = 0xc.90fdaa22168c235p-4L;
@@ -185,25 +180,14 @@ TEST(LdAtanSqrt, SpecialValuesAndFlags) {
       {LDBL_MAX, 1, 0x1.fffffffffffffffep+8191L, kInexact, 2},
   };
   for (const auto& c : cases) {
-    long double r;
-    uint16_t f;
-    {
-      ScopedControlWord cw(kDefault);
-      r = c.fn == 0 ? orxatan2l_scalar(c.y, c.x) : c.fn == 1 ? orxatanl_scalar(c.y) : orxsqrtl_scalar(c.y);
-      f = ieee_flags();
-    }
+    ScopedControlWord cw(kDefault);
+    const long double r = c.fn == 0   ? orxatan2l_scalar(c.y, c.x)
+                          : c.fn == 1 ? orxatanl_scalar(c.y)
+                                      : orxsqrtl_scalar(c.y);
+    const uint16_t f = ieee_flags();
     const std::string what = "fn " + std::to_string(c.fn) + " (" + hex(c.y) + ", " + hex(c.x) + ")";
     EXPECT_TRUE(std::isnan(c.want) ? std::isnan(r) : same_bits(r, c.want)) << what << " gave " << hex(r);
     EXPECT_EQ(f, c.flags) << what;
-  }
-  // Exact squares raise nothing.
-  std::mt19937_64 g(15);
-  ScopedControlWord cw(kDefault);
-  for (int i = 0; i < 2000; ++i) {
-    const long double s = std::ldexp(static_cast<long double>(g() >> 32 | 1), static_cast<int>(g() % 16000) - 8032);
-    clear_flags();
-    ASSERT_TRUE(same_bits(orxsqrtl_scalar(s * s), s)) << hex(s * s);
-    ASSERT_EQ(ieee_flags(), 0) << hex(s * s);
   }
 }
 
