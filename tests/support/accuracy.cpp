@@ -1,12 +1,13 @@
 #include "accuracy.h"
 
+#include <array>
+#include <bit>
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <array>
 #include <random>
+#include <type_traits>
 
 #include "fpu.h"
 
@@ -14,44 +15,13 @@ namespace kelacc {
 namespace {
 
 template <class T>
-T get(mpfr_srcptr r);
-template <>
-float get<float>(mpfr_srcptr r) {
-  return mpfr_get_flt(r, MPFR_RNDN);
-}
-template <>
-double get<double>(mpfr_srcptr r) {
-  return mpfr_get_d(r, MPFR_RNDN);
-}
-template <>
-long double get<long double>(mpfr_srcptr r) {
-  return mpfr_get_ld(r, MPFR_RNDN);
+T get(mpfr_srcptr r) {
+  if constexpr (std::is_same_v<T, float>) return mpfr_get_flt(r, MPFR_RNDN);
+  else if constexpr (std::is_same_v<T, double>) return mpfr_get_d(r, MPFR_RNDN);
+  else return mpfr_get_ld(r, MPFR_RNDN);
 }
 
-// Restores MPFR's exponent range on scope exit.
-class ExponentRange {
- public:
-  ExponentRange(mpfr_exp_t emin, mpfr_exp_t emax) : emin_(mpfr_get_emin()), emax_(mpfr_get_emax()) {
-    mpfr_set_emin(emin);
-    mpfr_set_emax(emax);
-  }
-  ~ExponentRange() {
-    mpfr_set_emin(emin_);
-    mpfr_set_emax(emax_);
-  }
-
- private:
-  mpfr_exp_t emin_, emax_;
-};
-
-// An mpfr_t / mpc_t that clears itself.
-struct Mpfr {
-  mpfr_t v;
-  explicit Mpfr(mpfr_prec_t p = kExactBits) { mpfr_init2(v, p); }
-  ~Mpfr() { mpfr_clear(v); }
-  Mpfr(const Mpfr&) = delete;
-  Mpfr& operator=(const Mpfr&) = delete;
-};
+// An mpc_t that clears itself.
 struct Mpc {
   mpc_t v;
   explicit Mpc(mpfr_prec_t p = kExactBits) { mpc_init2(v, p); }
@@ -60,32 +30,18 @@ struct Mpc {
   Mpc& operator=(const Mpc&) = delete;
 };
 
-// Ordered integer key of a finite value: monotonic in the value.
-int64_t ordered(double x) {
-  int64_t b;
-  std::memcpy(&b, &x, 8);
-  return b >= 0 ? b : INT64_MIN - b;
-}
-int64_t ordered(float x) {
-  int32_t b;
-  std::memcpy(&b, &x, 4);
-  return b >= 0 ? b : INT32_MIN - static_cast<int64_t>(b);
+// Ordered integer key of a finite float or double: monotonic in the value.
+template <class T>
+using SignedBits = std::conditional_t<sizeof(T) == 8, int64_t, int32_t>;
+template <class T>
+int64_t ordered(T x) {
+  const auto b = std::bit_cast<SignedBits<T>>(x);
+  return b >= 0 ? b : INT64_C(0) + std::numeric_limits<SignedBits<T>>::min() - b;
 }
 template <class T>
-T from_ordered(int64_t o);
-template <>
-double from_ordered<double>(int64_t o) {
-  const int64_t b = o >= 0 ? o : INT64_MIN - o;
-  double x;
-  std::memcpy(&x, &b, 8);
-  return x;
-}
-template <>
-float from_ordered<float>(int64_t o) {
-  const int32_t b = static_cast<int32_t>(o >= 0 ? o : INT32_MIN - o);
-  float x;
-  std::memcpy(&x, &b, 4);
-  return x;
+T from_ordered(int64_t o) {
+  const int64_t min = std::numeric_limits<SignedBits<T>>::min();
+  return std::bit_cast<T>(static_cast<SignedBits<T>>(o >= 0 ? o : min - o));
 }
 
 // Position of a finite long double on a line where every binade has length
@@ -96,10 +52,6 @@ double ld_position(long double x) {
   const double frac = static_cast<double>(b.mant & ~(uint64_t{1} << 63)) * 0x1p-63;
   const double p = e + frac;
   return (b.se & 0x8000) ? -p : p;
-}
-
-bool less(long double a, long double b) {  // a < b on finite values, sign of zero ignored
-  return ld_position(a) < ld_position(b);
 }
 
 // Class checks shared by the real and complex measures: NaN versus number,
@@ -137,37 +89,26 @@ double scaled_difference(long double y, mpfr_srcptr exact, long ulp_exp) {
 // Records one measured element; text() describes it and is called only when
 // the element becomes the worst case or the first class error.
 template <class Text>
-void note(Summary& s, Error e, long double x, long double x2, long double y, Text text) {
+void note(Summary& s, Error e, Text text) {
   s.samples++;
   if (e.class_error) {
-    if (s.class_errors++ == 0) {
-      s.first_class_error = text();
-      if (s.max_ulps == 0) s.worst_input = x, s.worst_input2 = x2, s.worst_result = y;
-    }
+    if (s.class_errors++ == 0) s.first_class_error = text();
     return;
   }
   s.sum_ulps += e.ulps;
   s.histogram.add(e.ulps);
   if (e.ulps > s.max_ulps || s.worst_case.empty()) {
-    if (e.ulps > s.max_ulps) s.max_ulps = e.ulps, s.worst_input = x, s.worst_input2 = x2, s.worst_result = y;
+    s.max_ulps = std::max(s.max_ulps, e.ulps);
     s.worst_case = text();
   }
-}
-
-template <class T>
-std::string expected_text(mpfr_srcptr exact) {
-  return "expected " + hex(correctly_rounded<T>(exact));
-}
-
-template <class T>
-std::string complex_expected_text(mpc_srcptr exact) {
-  return "expected (" + hex(correctly_rounded<T>(mpc_realref(exact))) + ", " +
-         hex(correctly_rounded<T>(mpc_imagref(exact))) + ")";
 }
 
 void set_complex(mpc_ptr z, double re, double im) { mpc_set_d_d(z, re, im, MPC_RNDNN); }
 
 constexpr size_t kChunk = 256;
+const char* const kAB[2] = {"a = ", "b = "};
+const char* const kXVal[2] = {"x = ", "val = "};
+const char* const kZVal[2] = {"z = ", "val = "};
 
 }  // namespace
 
@@ -180,9 +121,13 @@ T correctly_rounded(mpfr_srcptr exact) {
   // subnormal of T is 2^(min_exp - digits + 1), that is e = min_exp - digits + 2.
   Mpfr r(Format<T>::kDigits);
   int t = mpfr_set(r.v, exact, MPFR_RNDN);
-  ExponentRange range(Format<T>::kMinExp - Format<T>::kDigits + 2, Format<T>::kMaxExp + 1);
+  const mpfr_exp_t emin = mpfr_get_emin(), emax = mpfr_get_emax();
+  mpfr_set_emin(Format<T>::kMinExp - Format<T>::kDigits + 2);
+  mpfr_set_emax(Format<T>::kMaxExp + 1);
   t = mpfr_check_range(r.v, t, MPFR_RNDN);
   mpfr_subnormalize(r.v, t, MPFR_RNDN);
+  mpfr_set_emin(emin);
+  mpfr_set_emax(emax);
   return get<T>(r.v);
 }
 
@@ -246,8 +191,7 @@ void Histogram::merge(const Histogram& o) {
 void Summary::merge(const Summary& o) {
   if (o.class_errors && !class_errors) first_class_error = o.first_class_error;
   if (o.max_ulps > max_ulps || (worst_case.empty() && !o.worst_case.empty())) {
-    if (o.max_ulps > max_ulps) max_ulps = o.max_ulps;
-    worst_input = o.worst_input, worst_input2 = o.worst_input2, worst_result = o.worst_result;
+    max_ulps = std::max(max_ulps, o.max_ulps);
     worst_case = o.worst_case;
   }
   samples += o.samples;
@@ -274,27 +218,19 @@ Summary chunked(size_t size, Call call, Each each) {
 
 // Notes y against the exact value; args() describes the arguments.
 template <class T, class Args>
-void note_real(Summary& s, mpfr_srcptr exact, T y, long double x, long double x2, Args args, const char* which = "") {
-  note(s, ulp_error<T>(y, exact), x, x2, y,
-       [&] { return args() + " -> " + which + hex(y) + ", " + expected_text<T>(exact); });
+void note_real(Summary& s, mpfr_srcptr exact, T y, Args args, const char* which = "") {
+  note(s, ulp_error<T>(y, exact),
+       [&] { return args() + " -> " + which + hex(y) + ", expected " + hex(correctly_rounded<T>(exact)); });
 }
 
-template <class T, class C, class Args>
-void note_complex(Summary& s, mpc_srcptr exact, C y, long double x, long double x2, Args args) {
-  note(s, complex_ulp_error<T>(y.re, y.im, exact), x, x2, y.re,
-       [&] { return args() + " -> " + hex(y) + ", " + complex_expected_text<T>(exact); });
+template <class C, class Args>
+void note_complex(Summary& s, mpc_srcptr exact, C y, Args args) {
+  using T = typename PartOf<C>::type;
+  note(s, complex_ulp_error<T>(y.re, y.im, exact), [&] {
+    return args() + " -> " + hex(y) + ", expected " +
+           hex(C{correctly_rounded<T>(mpc_realref(exact)), correctly_rounded<T>(mpc_imagref(exact))});
+  });
 }
-
-// Both results of SinCos, Modf and sincosl.
-template <class T, class Ys>
-void note_two(Summary& s, mpfr_ptr exact, MpfrUnary first, MpfrUnary second, T x, Ys y) {
-  for (int which = 0; which < 2; ++which) {
-    exact_unary(exact, which ? second : first, x);
-    note_real(s, exact, y[which], x, 0, [&] { return "x = " + hex(x); }, which ? "second " : "first ");
-  }
-}
-
-}  // namespace
 
 // The real shapes over any callable fn(src..., dst..., n): the vector
 // functions and the kernels wrapped as such.
@@ -305,80 +241,60 @@ Summary measure_unary(Fn fn, MpfrUnary ref, const std::vector<T>& xs) {
       xs.size(), [&](size_t i, int n, T* y, T*) { fn(&xs[i], y, n); },
       [&](Summary& s, size_t i, T y, T) {
         exact_unary(exact.v, ref, xs[i]);
-        note_real(s, exact.v, y, xs[i], 0, [&] { return "x = " + hex(xs[i]); });
+        note_real(s, exact.v, y, [&] { return "x = " + hex(xs[i]); });
       });
 }
 
-template <class T, class Fn>
-Summary measure_binary(Fn fn, MpfrBinary ref, const std::vector<T>& as, const std::vector<T>& bs) {
+// b_of(i) is the second argument of element i (b[i], or Powx's one exponent);
+// names: how the failure text calls the two, "a = |b = " or "x = |val = ".
+template <class T, class Fn, class B>
+Summary measure_binary(Fn fn, MpfrBinary ref, const std::vector<T>& as, B b_of, const char* const names[2]) {
   Mpfr exact;
   return chunked<T>(
-      as.size(), [&](size_t i, int n, T* y, T*) { fn(&as[i], &bs[i], y, n); },
+      as.size(), [&](size_t i, int n, T* y, T*) { fn(&as[i], i, y, n); },
       [&](Summary& s, size_t i, T y, T) {
-        exact_binary(exact.v, ref, as[i], bs[i]);
-        note_real(s, exact.v, y, as[i], bs[i], [&] { return "a = " + hex(as[i]) + ", b = " + hex(bs[i]); });
+        exact_binary(exact.v, ref, as[i], b_of(i));
+        note_real(s, exact.v, y, [&] { return names[0] + hex(as[i]) + ", " + names[1] + hex(b_of(i)); });
       });
 }
 
-template <class T>
-Summary measure_scalar(VectorScalar<T> fn, MpfrBinary ref, const std::vector<T>& xs, T val) {
-  Mpfr exact;
-  return chunked<T>(
-      xs.size(), [&](size_t i, int n, T* y, T*) { fn(&xs[i], val, y, n); },
-      [&](Summary& s, size_t i, T y, T) {
-        exact_binary(exact.v, ref, xs[i], val);
-        note_real(s, exact.v, y, xs[i], val, [&] { return "x = " + hex(xs[i]) + ", val = " + hex(val); });
-      });
-}
-
+// Both results of SinCos, Modf and sincosl.
 template <class T, class Fn>
 Summary measure_pair(Fn fn, MpfrUnary first, MpfrUnary second, const std::vector<T>& xs) {
   Mpfr exact;
   return chunked<T>(
       xs.size(), [&](size_t i, int n, T* y1, T* y2) { fn(&xs[i], y1, y2, n); },
-      [&](Summary& s, size_t i, T y1, T y2) { note_two(s, exact.v, first, second, xs[i], std::array<T, 2>{y1, y2}); });
-}
-
-template <class C>
-Summary measure_complex(VectorUnary<C> fn, MpcUnary ref, const std::vector<C>& zs) {
-  using T = typename PartOf<C>::type;
-  Mpc arg(64), exact;
-  return chunked<C>(
-      zs.size(), [&](size_t i, int n, C* y, C*) { fn(&zs[i], y, n); },
-      [&](Summary& s, size_t i, C y, C) {
-        set_complex(arg.v, zs[i].re, zs[i].im);
-        ref(exact.v, arg.v, MPC_RNDNN);
-        note_complex<T>(s, exact.v, y, zs[i].re, zs[i].im, [&] { return "z = " + hex(zs[i]); });
+      [&](Summary& s, size_t i, T y1, T y2) {
+        for (int which = 0; which < 2; ++which) {
+          exact_unary(exact.v, which ? second : first, xs[i]);
+          note_real(s, exact.v, which ? y2 : y1, [&] { return "x = " + hex(xs[i]); }, which ? "second " : "first ");
+        }
       });
 }
 
-template <class C>
-Summary measure_complex(VectorBinary<C> fn, MpcBinary ref, const std::vector<C>& as, const std::vector<C>& bs) {
-  using T = typename PartOf<C>::type;
+// The complex shapes (ref for a unary function, else ref2); b_of and names as
+// for measure_binary.
+template <class C, class Fn, class B>
+Summary measure_complex_any(Fn fn, MpcBinary ref2, MpcUnary ref, const std::vector<C>& as, B b_of,
+                            const char* const names[2]) {
   Mpc a(64), b(64), exact;
   return chunked<C>(
-      as.size(), [&](size_t i, int n, C* y, C*) { fn(&as[i], &bs[i], y, n); },
+      as.size(), [&](size_t i, int n, C* y, C*) { fn(&as[i], i, y, n); },
       [&](Summary& s, size_t i, C y, C) {
         set_complex(a.v, as[i].re, as[i].im);
-        set_complex(b.v, bs[i].re, bs[i].im);
-        ref(exact.v, a.v, b.v, MPC_RNDNN);
-        note_complex<T>(s, exact.v, y, as[i].re, bs[i].re, [&] { return "a = " + hex(as[i]) + ", b = " + hex(bs[i]); });
+        if (ref) {
+          ref(exact.v, a.v, MPC_RNDNN);
+        } else {
+          set_complex(b.v, b_of(i).re, b_of(i).im);
+          ref2(exact.v, a.v, b.v, MPC_RNDNN);
+        }
+        note_complex(s, exact.v, y, [&] {
+          return ref ? "z = " + hex(as[i]) : names[0] + hex(as[i]) + ", " + names[1] + hex(b_of(i));
+        });
       });
 }
 
-template <class C>
-Summary measure_complex_scalar(VectorScalar<C> fn, MpcBinary ref, const std::vector<C>& zs, C val) {
-  using T = typename PartOf<C>::type;
-  Mpc a(64), b(64), exact;
-  set_complex(b.v, val.re, val.im);
-  return chunked<C>(
-      zs.size(), [&](size_t i, int n, C* y, C*) { fn(&zs[i], val, y, n); },
-      [&](Summary& s, size_t i, C y, C) {
-        set_complex(a.v, zs[i].re, zs[i].im);
-        ref(exact.v, a.v, b.v, MPC_RNDNN);
-        note_complex<T>(s, exact.v, y, zs[i].re, val.re, [&] { return "z = " + hex(zs[i]) + ", val = " + hex(val); });
-      });
-}
+}  // namespace
 
 template <class T>
 Summary measure(VectorUnary<T> fn, MpfrUnary ref, const std::vector<T>& xs) {
@@ -386,11 +302,33 @@ Summary measure(VectorUnary<T> fn, MpfrUnary ref, const std::vector<T>& xs) {
 }
 template <class T>
 Summary measure(VectorBinary<T> fn, MpfrBinary ref, const std::vector<T>& as, const std::vector<T>& bs) {
-  return measure_binary<T>(fn, ref, as, bs);
+  return measure_binary<T>([&](const T* a, size_t i, T* y, int n) { fn(a, &bs[i], y, n); }, ref, as,
+                           [&](size_t i) { return bs[i]; }, kAB);
+}
+template <class T>
+Summary measure_scalar(VectorScalar<T> fn, MpfrBinary ref, const std::vector<T>& xs, T val) {
+  return measure_binary<T>([&](const T* a, size_t, T* y, int n) { fn(a, val, y, n); }, ref, xs,
+                           [&](size_t) { return val; }, kXVal);
 }
 template <class T>
 Summary measure_two(VectorTwo<T> fn, MpfrUnary first, MpfrUnary second, const std::vector<T>& xs) {
   return measure_pair<T>(fn, first, second, xs);
+}
+
+template <class C>
+Summary measure_complex(VectorUnary<C> fn, MpcUnary ref, const std::vector<C>& zs) {
+  return measure_complex_any<C>([&](const C* a, size_t, C* y, int n) { fn(a, y, n); }, nullptr, ref, zs,
+                                [&](size_t i) { return zs[i]; }, kAB);
+}
+template <class C>
+Summary measure_complex(VectorBinary<C> fn, MpcBinary ref, const std::vector<C>& as, const std::vector<C>& bs) {
+  return measure_complex_any<C>([&](const C* a, size_t i, C* y, int n) { fn(a, &bs[i], y, n); }, ref, nullptr, as,
+                                [&](size_t i) { return bs[i]; }, kAB);
+}
+template <class C>
+Summary measure_complex_scalar(VectorScalar<C> fn, MpcBinary ref, const std::vector<C>& zs, C val) {
+  return measure_complex_any<C>([&](const C* a, size_t, C* y, int n) { fn(a, val, y, n); }, ref, nullptr, zs,
+                                [&](size_t) { return val; }, kZVal);
 }
 
 // The kernels run under the 64-bit, round-to-nearest word they expect.
@@ -405,11 +343,11 @@ Summary measure_kernel(KernelUnary fn, MpfrUnary ref, const std::vector<L>& xs) 
 }
 Summary measure_kernel(KernelBinary fn, MpfrBinary ref, const std::vector<L>& as, const std::vector<L>& bs) {
   return measure_binary<L>(
-      [fn](const L* a, const L* b, L* y, int n) {
+      [&](const L* a, size_t i, L* y, int n) {
         kelfpu::ScopedControlWord cw(kelfpu::kDefault);
-        for (int k = 0; k < n; ++k) y[k] = fn(a[k], b[k]);
+        for (int k = 0; k < n; ++k) y[k] = fn(a[k], bs[i + k]);
       },
-      ref, as, bs);
+      ref, as, [&](size_t i) { return bs[i]; }, kAB);
 }
 Summary measure_kernel(KernelTwo fn, MpfrUnary first, MpfrUnary second, const std::vector<L>& xs) {
   return measure_pair<L>(
@@ -445,30 +383,26 @@ static int64_t uniform_in(std::mt19937_64& rng, int64_t lo, int64_t hi) {
 template <class T>
 std::vector<T> random_bits_in(T lo, T hi, size_t n, uint64_t seed) {
   std::mt19937_64 rng(seed);
-  const int64_t a = ordered(lo), b = ordered(hi);
-  std::vector<T> out(n);
-  for (auto& x : out) x = from_ordered<T>(uniform_in(rng, a, b));
-  return out;
-}
-
-template <>
-std::vector<long double> random_bits_in<long double>(long double lo, long double hi, size_t n, uint64_t seed) {
-  std::mt19937_64 rng(seed);
-  std::uniform_real_distribution<double> pick(ld_position(lo), ld_position(hi));
-  std::vector<long double> out;
+  std::vector<T> out;
   out.reserve(n);
-  while (out.size() < n) {
-    const double p = pick(rng);
-    const double a = std::fabs(p);
-    const int e = static_cast<int>(a);
-    if (e >= 0x7FFF) continue;
-    // The position fixes the exponent and the top bits of the fraction; the
-    // low bits are random.
-    const uint64_t frac = (static_cast<uint64_t>((a - e) * 0x1p32) << 31) | (rng() >> 33);
-    const uint64_t mant = (e ? uint64_t{1} << 63 : 0) | frac;
-    const long double x = kelfpu::ld_from(static_cast<uint16_t>(e | (p < 0 ? 0x8000 : 0)), mant);
-    if (less(x, lo) || less(hi, x)) continue;
-    out.push_back(x);
+  if constexpr (!std::is_same_v<T, long double>) {
+    const int64_t a = ordered(lo), b = ordered(hi);
+    while (out.size() < n) out.push_back(from_ordered<T>(uniform_in(rng, a, b)));
+  } else {
+    std::uniform_real_distribution<double> pick(ld_position(lo), ld_position(hi));
+    while (out.size() < n) {
+      const double p = pick(rng);
+      const double a = std::fabs(p);
+      const int e = static_cast<int>(a);
+      if (e >= 0x7FFF) continue;
+      // The position fixes the exponent and the top bits of the fraction; the
+      // low bits are random.
+      const uint64_t frac = (static_cast<uint64_t>((a - e) * 0x1p32) << 31) | (rng() >> 33);
+      const uint64_t mant = (e ? uint64_t{1} << 63 : 0) | frac;
+      const long double x = kelfpu::ld_from(static_cast<uint16_t>(e | (p < 0 ? 0x8000 : 0)), mant);
+      if (ld_position(x) < ld_position(lo) || ld_position(hi) < ld_position(x)) continue;
+      out.push_back(x);
+    }
   }
   return out;
 }
@@ -484,16 +418,12 @@ std::vector<T> random_uniform(T lo, T hi, size_t n, uint64_t seed) {
 
 std::string hex(double x) {
   char buf[64];
-  uint64_t b;
-  std::memcpy(&b, &x, 8);
-  std::snprintf(buf, sizeof buf, "%a (0x%016" PRIx64 ")", x, b);
+  std::snprintf(buf, sizeof buf, "%a (0x%016" PRIx64 ")", x, std::bit_cast<uint64_t>(x));
   return buf;
 }
 std::string hex(float x) {
   char buf[64];
-  uint32_t b;
-  std::memcpy(&b, &x, 4);
-  std::snprintf(buf, sizeof buf, "%a (0x%08" PRIx32 ")", static_cast<double>(x), b);
+  std::snprintf(buf, sizeof buf, "%a (0x%08" PRIx32 ")", static_cast<double>(x), std::bit_cast<uint32_t>(x));
   return buf;
 }
 std::string hex(long double x) {
@@ -510,12 +440,7 @@ std::string Summary::describe(const char* function) const {
   std::snprintf(buf, sizeof buf, "%s: %zu samples, max %.3f ulp (mean %.3g), %zu class errors", function, samples,
                 max_ulps, mean_ulps(), class_errors);
   std::string out = buf;
-  if (!worst_case.empty()) {
-    out += "; worst: " + worst_case;
-  } else {
-    std::snprintf(buf, sizeof buf, "; worst x = %La, y = %La -> %La", worst_input, worst_input2, worst_result);
-    out += buf;
-  }
+  if (!worst_case.empty()) out += "; worst: " + worst_case;
   if (class_errors) out += "; first class error: " + first_class_error;
   return out;
 }
@@ -529,37 +454,24 @@ size_t default_samples() {
   return sizeof(void*) == 4 ? 1000 : 20000;
 }
 
-template float correctly_rounded<float>(mpfr_srcptr);
-template double correctly_rounded<double>(mpfr_srcptr);
+#define KELACC_INSTANTIATE(T, C)                                                                                    \
+  template T correctly_rounded<T>(mpfr_srcptr);                                                                  \
+  template Error ulp_error<T>(T, mpfr_srcptr);                                                                   \
+  template Error complex_ulp_error<T>(T, T, mpc_srcptr);                                                         \
+  template Summary measure<T>(VectorUnary<T>, MpfrUnary, const std::vector<T>&);                                 \
+  template Summary measure<T>(VectorBinary<T>, MpfrBinary, const std::vector<T>&, const std::vector<T>&);       \
+  template Summary measure_scalar<T>(VectorScalar<T>, MpfrBinary, const std::vector<T>&, T);                    \
+  template Summary measure_two<T>(VectorTwo<T>, MpfrUnary, MpfrUnary, const std::vector<T>&);                   \
+  template Summary measure_complex<C>(VectorUnary<C>, MpcUnary, const std::vector<C>&);                          \
+  template Summary measure_complex<C>(VectorBinary<C>, MpcBinary, const std::vector<C>&, const std::vector<C>&); \
+  template Summary measure_complex_scalar<C>(VectorScalar<C>, MpcBinary, const std::vector<C>&, C);             \
+  template std::vector<T> random_bits_in<T>(T, T, size_t, uint64_t);                                            \
+  template std::vector<T> random_uniform<T>(T, T, size_t, uint64_t);
+KELACC_INSTANTIATE(float, Kel32fc)
+KELACC_INSTANTIATE(double, Kel64fc)
 template long double correctly_rounded<long double>(mpfr_srcptr);
-template Error ulp_error<float>(float, mpfr_srcptr);
-template Error ulp_error<double>(double, mpfr_srcptr);
 template Error ulp_error<long double>(long double, mpfr_srcptr);
-template Error complex_ulp_error<float>(float, float, mpc_srcptr);
-template Error complex_ulp_error<double>(double, double, mpc_srcptr);
-template Summary measure<float>(VectorUnary<float>, MpfrUnary, const std::vector<float>&);
-template Summary measure<double>(VectorUnary<double>, MpfrUnary, const std::vector<double>&);
-template Summary measure<float>(VectorBinary<float>, MpfrBinary, const std::vector<float>&, const std::vector<float>&);
-template Summary measure<double>(VectorBinary<double>, MpfrBinary, const std::vector<double>&,
-                                 const std::vector<double>&);
-template Summary measure_scalar<float>(VectorScalar<float>, MpfrBinary, const std::vector<float>&, float);
-template Summary measure_scalar<double>(VectorScalar<double>, MpfrBinary, const std::vector<double>&, double);
-template Summary measure_two<float>(VectorTwo<float>, MpfrUnary, MpfrUnary, const std::vector<float>&);
-template Summary measure_two<double>(VectorTwo<double>, MpfrUnary, MpfrUnary, const std::vector<double>&);
-template Summary measure_complex<Kel32fc>(VectorUnary<Kel32fc>, MpcUnary, const std::vector<Kel32fc>&);
-template Summary measure_complex<Kel64fc>(VectorUnary<Kel64fc>, MpcUnary, const std::vector<Kel64fc>&);
-template Summary measure_complex<Kel32fc>(VectorBinary<Kel32fc>, MpcBinary, const std::vector<Kel32fc>&,
-                                          const std::vector<Kel32fc>&);
-template Summary measure_complex<Kel64fc>(VectorBinary<Kel64fc>, MpcBinary, const std::vector<Kel64fc>&,
-                                          const std::vector<Kel64fc>&);
-template Summary measure_complex_scalar<Kel32fc>(VectorScalar<Kel32fc>, MpcBinary, const std::vector<Kel32fc>&,
-                                                 Kel32fc);
-template Summary measure_complex_scalar<Kel64fc>(VectorScalar<Kel64fc>, MpcBinary, const std::vector<Kel64fc>&,
-                                                 Kel64fc);
-template std::vector<float> random_bits_in<float>(float, float, size_t, uint64_t);
-template std::vector<double> random_bits_in<double>(double, double, size_t, uint64_t);
-template std::vector<float> random_uniform<float>(float, float, size_t, uint64_t);
-template std::vector<double> random_uniform<double>(double, double, size_t, uint64_t);
+template std::vector<long double> random_bits_in<long double>(long double, long double, size_t, uint64_t);
 template std::vector<long double> random_uniform<long double>(long double, long double, size_t, uint64_t);
 
 }  // namespace kelacc

@@ -26,21 +26,27 @@ using MpcBinary = int (*)(mpc_ptr, mpc_srcptr, mpc_srcptr, mpc_rnd_t);
 // normal and kMaxExp of the largest finite value): the library's own.
 using kel::Format;
 
-// The part type of a complex element, and whether T is one.
+// The part type of a complex element.
 template <class C>
 struct PartOf {
   using type = C;
-  static constexpr bool complex = false;
 };
 template <>
 struct PartOf<Kel32fc> {
   using type = float;
-  static constexpr bool complex = true;
 };
 template <>
 struct PartOf<Kel64fc> {
   using type = double;
-  static constexpr bool complex = true;
+};
+
+// An mpfr_t that clears itself.
+struct Mpfr {
+  mpfr_t v;
+  explicit Mpfr(mpfr_prec_t p = kExactBits) { mpfr_init2(v, p); }
+  ~Mpfr() { mpfr_clear(v); }
+  Mpfr(const Mpfr&) = delete;
+  Mpfr& operator=(const Mpfr&) = delete;
 };
 
 // f(x) rounded once, to nearest, into T (subnormals and overflow included).
@@ -84,10 +90,7 @@ struct Summary {
   double max_ulps = 0;
   double sum_ulps = 0;
   size_t class_errors = 0;
-  long double worst_input = 0, worst_input2 = 0;
-  long double worst_result = 0;
-  // The worst case and the first class error as hex text.
-  std::string worst_case, first_class_error;
+  std::string worst_case, first_class_error;  // as hex text
   Histogram histogram;
   std::string describe(const char* function) const;  // hex inputs and the error
   // Mean over the samples that have a number (class errors excluded).
@@ -143,8 +146,6 @@ Summary measure_kernel(KernelTwo fn, MpfrUnary first, MpfrUnary second, const st
 // weight per binade) and uniformly random values in [lo, hi].
 template <class T>
 std::vector<T> random_bits_in(T lo, T hi, size_t n, uint64_t seed);
-template <>
-std::vector<long double> random_bits_in<long double>(long double lo, long double hi, size_t n, uint64_t seed);
 template <class T>
 std::vector<T> random_uniform(T lo, T hi, size_t n, uint64_t seed);
 

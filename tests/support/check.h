@@ -65,21 +65,3 @@ void expect_specials(const char* member, KelStatus (*fn)(const T*, T*, int), con
 }  // namespace kelacc
 
 #define KELACC_EXPECT_ACCURATE(fn) ::kelacc::expect_registered(#fn, reinterpret_cast<::kelacc::AnyFunction>(&fn))
-
-#define KELACC_EXPECT_REAL_FAMILY_ACCURATE(Name) \
-  do {                                           \
-    KELACC_EXPECT_ACCURATE(kels##Name##_32f_A11); \
-    KELACC_EXPECT_ACCURATE(kels##Name##_32f_A21); \
-    KELACC_EXPECT_ACCURATE(kels##Name##_32f_A24); \
-    KELACC_EXPECT_ACCURATE(kels##Name##_64f_A50); \
-    KELACC_EXPECT_ACCURATE(kels##Name##_64f_A53); \
-  } while (0)
-
-#define KELACC_EXPECT_COMPLEX_FAMILY_ACCURATE(Name) \
-  do {                                              \
-    KELACC_EXPECT_ACCURATE(kels##Name##_32fc_A11);  \
-    KELACC_EXPECT_ACCURATE(kels##Name##_32fc_A21);  \
-    KELACC_EXPECT_ACCURATE(kels##Name##_32fc_A24);  \
-    KELACC_EXPECT_ACCURATE(kels##Name##_64fc_A50);  \
-    KELACC_EXPECT_ACCURATE(kels##Name##_64fc_A53);  \
-  } while (0)

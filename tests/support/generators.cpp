@@ -3,7 +3,9 @@
 #include "references.h"
 
 #include <cmath>
+#include <iterator>
 #include <limits>
+#include <type_traits>
 
 namespace kelacc {
 namespace {
@@ -560,46 +562,43 @@ Inputs<C> gen_complex_pow(size_t n, uint64_t seed) {
   return in;
 }
 
-// ---- Instantiations --------------------------------------------------------------
+// ---- The designs in the order of kelcat::Sample ------------------------------------
 
-#define KELACC_REAL_GENERATORS(T)                              \
-  template class Sampler<T>;                                   \
-  template Inputs<T> gen_exp<T>(size_t, uint64_t);             \
-  template Inputs<T> gen_log<T>(size_t, uint64_t);             \
-  template Inputs<T> gen_log1p<T>(size_t, uint64_t);           \
-  template Inputs<T> gen_trig<T>(size_t, uint64_t);            \
-  template Inputs<T> gen_degrees<T>(size_t, uint64_t);         \
-  template Inputs<T> gen_sinh_cosh<T>(size_t, uint64_t);       \
-  template Inputs<T> gen_tanh<T>(size_t, uint64_t);            \
-  template Inputs<T> gen_asin_acos<T>(size_t, uint64_t);       \
-  template Inputs<T> gen_atan<T>(size_t, uint64_t);            \
-  template Inputs<T> gen_acosh<T>(size_t, uint64_t);           \
-  template Inputs<T> gen_atanh<T>(size_t, uint64_t);           \
-  template Inputs<T> gen_inv<T>(size_t, uint64_t);             \
-  template Inputs<T> gen_sqrt<T>(size_t, uint64_t);            \
-  template Inputs<T> gen_erf<T>(size_t, uint64_t);             \
-  template Inputs<T> gen_erfc<T>(size_t, uint64_t);            \
-  template Inputs<T> gen_erfinv<T>(size_t, uint64_t);          \
-  template Inputs<T> gen_rounding<T>(size_t, uint64_t);        \
-  template Inputs<T> gen_atan2<T>(size_t, uint64_t);           \
-  template Inputs<T> gen_div<T>(size_t, uint64_t);             \
-  template Inputs<T> gen_hypot<T>(size_t, uint64_t);           \
-  template Inputs<T> gen_pow<T>(size_t, uint64_t);             \
-  template Inputs<T> gen_powx<T>(size_t, uint64_t);
+#define KELACC_REAL_DESIGNS(X, T)                                                                                 \
+  X(exp, T) X(log, T) X(log1p, T) X(trig, T) X(degrees, T) X(sinh_cosh, T) X(tanh, T) X(asin_acos, T) X(atan, T) \
+  X(acosh, T) X(atanh, T) X(inv, T) X(sqrt, T) X(erf, T) X(erfc, T) X(erfinv, T) X(rounding, T) X(atan2, T)     \
+  X(div, T) X(hypot, T) X(pow, T) X(powx, T)
+#define KELACC_COMPLEX_DESIGNS(X, C) X(complex_exp, C) X(complex_trig, C) X(complex_log, C) X(complex_pow, C)
+#define KELACC_ADDRESS(name, T) gen_##name<T>,
+#define KELACC_INSTANTIATE(name, T) template Inputs<T> gen_##name<T>(size_t, uint64_t);
 
-KELACC_REAL_GENERATORS(float)
-KELACC_REAL_GENERATORS(double)
-KELACC_REAL_GENERATORS(long double)
+template <class T>
+Generator<T> generator(kelcat::Sample s) {
+  const auto i = static_cast<size_t>(s), first_complex = static_cast<size_t>(kelcat::Sample::complex_exp);
+  if constexpr (std::is_same_v<T, Kel32fc> || std::is_same_v<T, Kel64fc>) {
+    static const Generator<T> kComplex[] = {KELACC_COMPLEX_DESIGNS(KELACC_ADDRESS, T)};
+    return i >= first_complex ? kComplex[i - first_complex] : nullptr;
+  } else {
+    static const Generator<T> kReal[] = {KELACC_REAL_DESIGNS(KELACC_ADDRESS, T)};
+    static_assert(std::size(kReal) == static_cast<size_t>(kelcat::Sample::complex_exp));
+    return i < first_complex ? kReal[i] : nullptr;
+  }
+}
 
+template class Sampler<float>;
+template class Sampler<double>;
+template class Sampler<long double>;
+KELACC_REAL_DESIGNS(KELACC_INSTANTIATE, float)
+KELACC_REAL_DESIGNS(KELACC_INSTANTIATE, double)
+KELACC_REAL_DESIGNS(KELACC_INSTANTIATE, long double)
+KELACC_COMPLEX_DESIGNS(KELACC_INSTANTIATE, Kel32fc)
+KELACC_COMPLEX_DESIGNS(KELACC_INSTANTIATE, Kel64fc)
 template Inputs<Kel32fc> gen_complex<Kel32fc>(size_t, uint64_t);
 template Inputs<Kel64fc> gen_complex<Kel64fc>(size_t, uint64_t);
-template Inputs<Kel32fc> gen_complex_exp<Kel32fc>(size_t, uint64_t);
-template Inputs<Kel64fc> gen_complex_exp<Kel64fc>(size_t, uint64_t);
-template Inputs<Kel32fc> gen_complex_trig<Kel32fc>(size_t, uint64_t);
-template Inputs<Kel64fc> gen_complex_trig<Kel64fc>(size_t, uint64_t);
-template Inputs<Kel32fc> gen_complex_log<Kel32fc>(size_t, uint64_t);
-template Inputs<Kel64fc> gen_complex_log<Kel64fc>(size_t, uint64_t);
-template Inputs<Kel32fc> gen_complex_pow<Kel32fc>(size_t, uint64_t);
-template Inputs<Kel64fc> gen_complex_pow<Kel64fc>(size_t, uint64_t);
+template Generator<float> generator<float>(kelcat::Sample);
+template Generator<double> generator<double>(kelcat::Sample);
+template Generator<long double> generator<long double>(kelcat::Sample);
+template Generator<Kel32fc> generator<Kel32fc>(kelcat::Sample);
+template Generator<Kel64fc> generator<Kel64fc>(kelcat::Sample);
 
 }  // namespace kelacc

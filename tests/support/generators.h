@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "accuracy.h"
+#include "catalogue.h"
 
 namespace kelacc {
 
@@ -112,5 +113,10 @@ template <class C> Inputs<C> gen_complex_exp(size_t n, uint64_t seed);  // Exp, 
 template <class C> Inputs<C> gen_complex_trig(size_t n, uint64_t seed); // Sin, Cos, Tan: the same, parts swapped
 template <class C> Inputs<C> gen_complex_log(size_t n, uint64_t seed);  // Ln, Log10, Sqrt, inverses (whole range)
 template <class C> Inputs<C> gen_complex_pow(size_t n, uint64_t seed);  // Pow (a, b), Powx (a, scalars)
+
+// The generator of one of the catalogue's input designs (T real, long double
+// or complex); nullptr for a design of the other kind.
+template <class T>
+Generator<T> generator(kelcat::Sample s);
 
 }  // namespace kelacc

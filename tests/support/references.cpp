@@ -2,20 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <type_traits>
 
 namespace kelacc {
-namespace {
-
-struct Var {
-  mpfr_t v;
-  explicit Var(mpfr_prec_t p) { mpfr_init2(v, p); }
-  ~Var() { mpfr_clear(v); }
-  Var(const Var&) = delete;
-  Var& operator=(const Var&) = delete;
-};
-
-}  // namespace
 
 int ref_inv(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd) { return mpfr_ui_div(r, 1, x, rnd); }
 
@@ -46,7 +36,7 @@ int ref_erfinv(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd) {
     return 0;
   }
   const mpfr_prec_t full = mpfr_get_prec(r) + 64;
-  Var a(full), w(full), y(64), f(full), d(full), k(full);
+  Mpfr a(full), w(full), y(64), f(full), d(full), k(full);
   mpfr_abs(a.v, x, MPFR_RNDN);  // exact: full exceeds the precision of x
   // Below 1/2 solve erf(y) = a, from y = a sqrt(pi)/2, left of the root (erf
   // lies below its tangent at 0).  Above 1/2 solve erfc(y) = w = 1 - a from
@@ -119,11 +109,6 @@ int ref_modf_frac(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd) {
   return mpfr_frac(r, x, rnd);
 }
 
-// tanh(x + iy) = (sinh x cosh x + i sin y cos y) / (sinh^2 x + cos^2 y): the
-// denominator is a sum of squares, so at 64 bits beyond r's precision nothing
-// cancels.  MPC's tanh and tan take time exponential in |x| (seconds from
-// |x| = 10^5).  Beyond |x| = 2^20 the value is sign(x) + i 4 sin y cos y
-// e^(-2|x|) to a relative e^(-2|x|).  Infinities and NaNs go to MPC.
 // x^y = exp(y log x), principal value, with the sign of a zero imaginary part
 // of x choosing the side of the cut: mpc_pow gives a conjugated exact result
 // for x = -a - i0 (for example (-4 - i0)^(1/2) = +2i), so that side is taken
@@ -144,11 +129,16 @@ int ref_cpow(mpc_ptr r, mpc_srcptr x, mpc_srcptr y, mpc_rnd_t rnd) {
   return MPC_INEX(MPC_INEX_RE(inex), -MPC_INEX_IM(inex));
 }
 
+// tanh(x + iy) = (sinh x cosh x + i sin y cos y) / (sinh^2 x + cos^2 y): the
+// denominator is a sum of squares, so at 64 bits beyond r's precision nothing
+// cancels.  MPC's tanh and tan take time exponential in |x| (seconds from
+// |x| = 10^5).  Beyond |x| = 2^20 the value is sign(x) + i 4 sin y cos y
+// e^(-2|x|) to a relative e^(-2|x|).  Infinities and NaNs go to MPC.
 int ref_ctanh(mpc_ptr r, mpc_srcptr z, mpc_rnd_t rnd) {
   mpfr_srcptr x = mpc_realref(z), y = mpc_imagref(z);
   if (!mpfr_number_p(x) || !mpfr_number_p(y)) return mpc_tanh(r, z, rnd);
   const mpfr_prec_t p = std::max(mpfr_get_prec(mpc_realref(r)), mpfr_get_prec(mpc_imagref(r))) + 64;
-  Var sh(p), ch(p), sn(p), cs(p), d(p), t(p);
+  Mpfr sh(p), ch(p), sn(p), cs(p), d(p), t(p);
   mpfr_sin_cos(sn.v, cs.v, y, MPFR_RNDN);
   if (mpfr_cmpabs_ui(x, 1ul << 20) > 0) {
     mpfr_abs(d.v, x, MPFR_RNDN);
@@ -193,7 +183,6 @@ namespace {
 
 using kelcat::Domain;
 using kelcat::Ref;
-using kelcat::Sample;
 
 // The references of each key, in the order of kelcat::Ref: MPFR's (a unary
 // function, the two results of one argument, or a binary function) and MPC's.
@@ -242,30 +231,6 @@ const F* find_in(const std::vector<F>& table, std::string_view name) {
 
 }  // namespace
 
-// The generators in the order of kelcat::Sample: the real designs, then the
-// complex ones.
-template <class T>
-Generator<T> generator(Sample s) {
-  const auto i = static_cast<size_t>(s), first_complex = static_cast<size_t>(Sample::complex_exp);
-  if constexpr (std::is_same_v<T, Kel32fc> || std::is_same_v<T, Kel64fc>) {
-    static const Generator<T> kComplex[] = {gen_complex_exp<T>, gen_complex_trig<T>, gen_complex_log<T>,
-                                            gen_complex_pow<T>};
-    return i >= first_complex ? kComplex[i - first_complex] : nullptr;
-  } else {
-    static const Generator<T> kReal[] = {
-        gen_exp<T>, gen_log<T>, gen_log1p<T>, gen_trig<T>, gen_degrees<T>, gen_sinh_cosh<T>, gen_tanh<T>,
-        gen_asin_acos<T>, gen_atan<T>, gen_acosh<T>, gen_atanh<T>, gen_inv<T>, gen_sqrt<T>, gen_erf<T>, gen_erfc<T>,
-        gen_erfinv<T>, gen_rounding<T>, gen_atan2<T>, gen_div<T>, gen_hypot<T>, gen_pow<T>, gen_powx<T>};
-    static_assert(std::size(kReal) == static_cast<size_t>(Sample::complex_exp));
-    return i < first_complex ? kReal[i] : nullptr;
-  }
-}
-template Generator<float> generator<float>(Sample);
-template Generator<double> generator<double>(Sample);
-template Generator<long double> generator<long double>(Sample);
-template Generator<Kel32fc> generator<Kel32fc>(Sample);
-template Generator<Kel64fc> generator<Kel64fc>(Sample);
-
 const std::vector<RealFunction>& real_functions() {
   static const auto table = families<RealFunction>(Domain::real, Domain::rounding, [](const auto& f, const auto& m) {
     return RealFunction{f.name, f.shape, m.unary, m.second, m.binary, generator<float>(f.sample),
@@ -295,90 +260,30 @@ const KernelFunction* find_kernel(std::string_view name) { return find_in(kernel
 
 namespace {
 
-// The part of xs that the j-th of m scalar values measures.
-template <class T>
-std::vector<T> slice(const std::vector<T>& xs, size_t j, size_t m) {
-  return std::vector<T>(xs.begin() + xs.size() * j / m, xs.begin() + xs.size() * (j + 1) / m);
-}
-
-}  // namespace
-
-template <class T>
-Summary sample(VectorUnary<T> fn, MpfrUnary ref, const Inputs<T>& in) {
-  return measure<T>(fn, ref, in.a);
-}
-template <class T>
-Summary sample(VectorBinary<T> fn, MpfrBinary ref, const Inputs<T>& in) {
-  return measure<T>(fn, ref, in.a, in.b);
-}
-template <class T>
-Summary sample(VectorScalar<T> fn, MpfrBinary ref, const Inputs<T>& in) {
-  Summary s;
-  for (size_t j = 0; j < in.scalars.size(); ++j)
-    s.merge(measure_scalar<T>(fn, ref, slice(in.a, j, in.scalars.size()), in.scalars[j]));
-  return s;
-}
-template <class T>
-Summary sample(VectorTwo<T> fn, TwoRefs ref, const Inputs<T>& in) {
-  return measure_two<T>(fn, ref.first, ref.second, in.a);
-}
-template <class C>
-Summary sample(VectorUnary<C> fn, MpcUnary ref, const Inputs<C>& in) {
-  return measure_complex<C>(fn, ref, in.a);
-}
-template <class C>
-Summary sample(VectorBinary<C> fn, MpcBinary ref, const Inputs<C>& in) {
-  return measure_complex<C>(fn, ref, in.a, in.b);
-}
-template <class C>
-Summary sample(VectorScalar<C> fn, MpcBinary ref, const Inputs<C>& in) {
-  Summary s;
-  for (size_t j = 0; j < in.scalars.size(); ++j)
-    s.merge(measure_complex_scalar<C>(fn, ref, slice(in.a, j, in.scalars.size()), in.scalars[j]));
-  return s;
-}
-Summary sample(KernelUnary fn, MpfrUnary ref, const Inputs<long double>& in) { return measure_kernel(fn, ref, in.a); }
-Summary sample(KernelBinary fn, MpfrBinary ref, const Inputs<long double>& in) {
-  return measure_kernel(fn, ref, in.a, in.b);
-}
-Summary sample(KernelTwo fn, TwoRefs ref, const Inputs<long double>& in) {
-  return measure_kernel(fn, ref.first, ref.second, in.a);
-}
-
-#define KELACC_SAMPLE_REAL(T)                                                                      \
-  template Summary sample<T>(VectorUnary<T>, MpfrUnary, const Inputs<T>&);                      \
-  template Summary sample<T>(VectorBinary<T>, MpfrBinary, const Inputs<T>&);                    \
-  template Summary sample<T>(VectorScalar<T>, MpfrBinary, const Inputs<T>&);                    \
-  template Summary sample<T>(VectorTwo<T>, TwoRefs, const Inputs<T>&);
-#define KELACC_SAMPLE_COMPLEX(C)                                                                   \
-  template Summary sample<C>(VectorUnary<C>, MpcUnary, const Inputs<C>&);                       \
-  template Summary sample<C>(VectorBinary<C>, MpcBinary, const Inputs<C>&);                     \
-  template Summary sample<C>(VectorScalar<C>, MpcBinary, const Inputs<C>&);
-KELACC_SAMPLE_REAL(float)
-KELACC_SAMPLE_REAL(double)
-KELACC_SAMPLE_COMPLEX(Kel32fc)
-KELACC_SAMPLE_COMPLEX(Kel64fc)
-
-namespace {
-
-template <class T>
-Summary sample_real(const RealFunction& f, AnyFunction fn, const Inputs<T>& in) {
+// One member of a real or complex family (F is RealFunction or ComplexFunction).
+template <class T, class F>
+Summary sample_member(const F& f, AnyFunction fn, size_t n, uint64_t seed) {
+  Inputs<T> in;
+  if constexpr (sizeof(typename PartOf<T>::type) == 4) in = f.gen32(n, seed);
+  else in = f.gen64(n, seed);
   switch (f.shape) {
     case Shape::unary: return sample<T>(reinterpret_cast<VectorUnary<T>>(fn), f.ref, in);
     case Shape::binary: return sample<T>(reinterpret_cast<VectorBinary<T>>(fn), f.ref2, in);
     case Shape::scalar: return sample<T>(reinterpret_cast<VectorScalar<T>>(fn), f.ref2, in);
-    case Shape::two: return sample<T>(reinterpret_cast<VectorTwo<T>>(fn), TwoRefs{f.ref, f.second}, in);
+    case Shape::two:
+      if constexpr (std::is_same_v<F, RealFunction>)
+        return sample<T>(reinterpret_cast<VectorTwo<T>>(fn), TwoRefs{f.ref, f.second}, in);
   }
   return {};
 }
 
-template <class C>
-Summary sample_complex(const ComplexFunction& f, AnyFunction fn, const Inputs<C>& in) {
-  switch (f.shape) {
-    case Shape::unary: return sample<C>(reinterpret_cast<VectorUnary<C>>(fn), f.ref, in);
-    case Shape::binary: return sample<C>(reinterpret_cast<VectorBinary<C>>(fn), f.ref2, in);
-    case Shape::scalar: return sample<C>(reinterpret_cast<VectorScalar<C>>(fn), f.ref2, in);
-    case Shape::two: break;
+Summary sample_kernel(const KernelFunction& k, AnyFunction fn, size_t n, uint64_t seed) {
+  const Inputs<long double> in = k.gen(n, seed);
+  switch (k.shape) {
+    case Shape::unary: return sample(reinterpret_cast<KernelUnary>(fn), k.ref, in);
+    case Shape::binary: return sample(reinterpret_cast<KernelBinary>(fn), k.ref2, in);
+    case Shape::two: return sample(reinterpret_cast<KernelTwo>(fn), TwoRefs{k.ref, k.second}, in);
+    case Shape::scalar: break;
   }
   return {};
 }
@@ -392,25 +297,11 @@ bool sample_registered(const std::string& name, AnyFunction fn, size_t n, uint64
     *bound = bound_for_flavour(m.flavour);
     const char* family = m.family->name;
     switch (m.elem) {
-      case kelcat::Elem::f32: *out = sample_real<float>(*find_real(family), fn, find_real(family)->gen32(n, seed)); break;
-      case kelcat::Elem::f64: *out = sample_real<double>(*find_real(family), fn, find_real(family)->gen64(n, seed)); break;
-      case kelcat::Elem::c32:
-        *out = sample_complex<Kel32fc>(*find_complex(family), fn, find_complex(family)->gen32(n, seed));
-        break;
-      case kelcat::Elem::c64:
-        *out = sample_complex<Kel64fc>(*find_complex(family), fn, find_complex(family)->gen64(n, seed));
-        break;
-      case kelcat::Elem::f80: {
-        const KernelFunction& k = *find_kernel(family);
-        const Inputs<long double> in = k.gen(n, seed);
-        switch (k.shape) {
-          case Shape::unary: *out = sample(reinterpret_cast<KernelUnary>(fn), k.ref, in); break;
-          case Shape::binary: *out = sample(reinterpret_cast<KernelBinary>(fn), k.ref2, in); break;
-          case Shape::two: *out = sample(reinterpret_cast<KernelTwo>(fn), TwoRefs{k.ref, k.second}, in); break;
-          case Shape::scalar: break;
-        }
-        break;
-      }
+      case kelcat::Elem::f32: *out = sample_member<float>(*find_real(family), fn, n, seed); break;
+      case kelcat::Elem::f64: *out = sample_member<double>(*find_real(family), fn, n, seed); break;
+      case kelcat::Elem::c32: *out = sample_member<Kel32fc>(*find_complex(family), fn, n, seed); break;
+      case kelcat::Elem::c64: *out = sample_member<Kel64fc>(*find_complex(family), fn, n, seed); break;
+      case kelcat::Elem::f80: *out = sample_kernel(*find_kernel(family), fn, n, seed); break;
     }
     return true;
   }

@@ -8,6 +8,7 @@
 
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "accuracy.h"
@@ -38,11 +39,6 @@ int ref_cpow(mpc_ptr r, mpc_srcptr x, mpc_srcptr y, mpc_rnd_t rnd);  // exp(y lo
 int ref_ctan(mpc_ptr r, mpc_srcptr z, mpc_rnd_t rnd);
 
 using Shape = kelcat::Shape;
-
-// The generator of one of the catalogue's input designs (T real, long double
-// or complex); nullptr for a design of the other kind.
-template <class T>
-Generator<T> generator(kelcat::Sample s);
 
 // The catalogue's families with their references and generators.  A real
 // family: kels<name>_32f_A11/A21/A24 and kels<name>_64f_A50/A53, or, for the
@@ -94,28 +90,49 @@ struct ExportedName {
 };
 std::vector<ExportedName> exported_names();
 
-// Runs fn over generated inputs against a reference.  The overload is chosen
-// by the shape of fn; the scalar shape splits the inputs among in.scalars.
+// Runs fn over generated inputs against a reference, the overload chosen by
+// the shape of fn; the scalar shape splits the inputs among in.scalars.
 struct TwoRefs {
   MpfrUnary first, second;
 };
+template <class T, class Fn, class Ref>
+Summary sample_scalars(Fn fn, Ref ref, const Inputs<T>& in) {
+  Summary s;
+  const size_t m = in.scalars.size(), n = in.a.size();
+  for (size_t j = 0; j < m; ++j) {
+    const std::vector<T> part(in.a.begin() + n * j / m, in.a.begin() + n * (j + 1) / m);
+    if constexpr (std::is_same_v<Ref, MpcBinary>) s.merge(measure_complex_scalar<T>(fn, ref, part, in.scalars[j]));
+    else s.merge(measure_scalar<T>(fn, ref, part, in.scalars[j]));
+  }
+  return s;
+}
 template <class T>
-Summary sample(VectorUnary<T> fn, MpfrUnary ref, const Inputs<T>& in);
+Summary sample(VectorUnary<T> fn, MpfrUnary ref, const Inputs<T>& in) { return measure<T>(fn, ref, in.a); }
 template <class T>
-Summary sample(VectorBinary<T> fn, MpfrBinary ref, const Inputs<T>& in);
+Summary sample(VectorBinary<T> fn, MpfrBinary ref, const Inputs<T>& in) { return measure<T>(fn, ref, in.a, in.b); }
 template <class T>
-Summary sample(VectorScalar<T> fn, MpfrBinary ref, const Inputs<T>& in);
+Summary sample(VectorScalar<T> fn, MpfrBinary ref, const Inputs<T>& in) { return sample_scalars<T>(fn, ref, in); }
 template <class T>
-Summary sample(VectorTwo<T> fn, TwoRefs ref, const Inputs<T>& in);
+Summary sample(VectorTwo<T> fn, TwoRefs ref, const Inputs<T>& in) {
+  return measure_two<T>(fn, ref.first, ref.second, in.a);
+}
 template <class C>
-Summary sample(VectorUnary<C> fn, MpcUnary ref, const Inputs<C>& in);
+Summary sample(VectorUnary<C> fn, MpcUnary ref, const Inputs<C>& in) { return measure_complex<C>(fn, ref, in.a); }
 template <class C>
-Summary sample(VectorBinary<C> fn, MpcBinary ref, const Inputs<C>& in);
+Summary sample(VectorBinary<C> fn, MpcBinary ref, const Inputs<C>& in) {
+  return measure_complex<C>(fn, ref, in.a, in.b);
+}
 template <class C>
-Summary sample(VectorScalar<C> fn, MpcBinary ref, const Inputs<C>& in);
-Summary sample(KernelUnary fn, MpfrUnary ref, const Inputs<long double>& in);
-Summary sample(KernelBinary fn, MpfrBinary ref, const Inputs<long double>& in);
-Summary sample(KernelTwo fn, TwoRefs ref, const Inputs<long double>& in);
+Summary sample(VectorScalar<C> fn, MpcBinary ref, const Inputs<C>& in) { return sample_scalars<C>(fn, ref, in); }
+inline Summary sample(KernelUnary fn, MpfrUnary ref, const Inputs<long double>& in) {
+  return measure_kernel(fn, ref, in.a);
+}
+inline Summary sample(KernelBinary fn, MpfrBinary ref, const Inputs<long double>& in) {
+  return measure_kernel(fn, ref, in.a, in.b);
+}
+inline Summary sample(KernelTwo fn, TwoRefs ref, const Inputs<long double>& in) {
+  return measure_kernel(fn, ref.first, ref.second, in.a);
+}
 
 // Samples the exported function `name` (fn is its address, from dlsym or a
 // cast) with its family's reference and generator: n inputs from seed.
