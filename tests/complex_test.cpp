@@ -135,6 +135,7 @@ const Special kSpecials[] = {
     {orxccosh_scalar, {0, 0}, {1, 0}, 0}, {orxccosh_scalar, {0, inf}, {nan_, 0}, kInvalid},
     {orxccosh_scalar, {1, inf}, {nan_, nan_}, kInvalid}, {orxccosh_scalar, {-inf, 2}, {-inf, -inf}, 0},
     {orxccosh_scalar, {inf, inf}, {inf, nan_}, kInvalid}, {orxccosh_scalar, {-inf, nan_}, {inf, nan_}, 0},
+    {orxccosh_scalar, {nan_, inf}, {nan_, nan_}, kInvalid},  // an infinite y is invalid whatever x is
     {orxcsinh_scalar, {-0.0, inf}, {-0.0, nan_}, kInvalid}, {orxcsinh_scalar, {-inf, 0}, {-inf, 0}, 0},
     {orxcsinh_scalar, {inf, 2}, {-inf, inf}, 0}, {orxcsinh_scalar, {-inf, -inf}, {-inf, nan_}, kInvalid},
     {orxcsinh_scalar, {nan_, -0.0}, {nan_, -0.0}, 0}, {orxctanh_scalar, {0, inf}, {nan_, nan_}, kInvalid},
