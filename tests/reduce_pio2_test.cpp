@@ -1,6 +1,5 @@
-// orxreduce_pio2d against an exact reduction with MPFR: random arguments up to
-// DBL_MAX, the path switches, every exponent of the large path, the mirror of
-// negative arguments and the doubles closest to multiples of pi/2.
+// orxreduce_pio2d against an exact reduction with MPFR: random arguments, the
+// path switches, every large exponent, the doubles closest to multiples of pi/2.
 #include <gtest/gtest.h>
 #include <stdint.h>  // before mpfr.h: declares the intmax_t functions
 #include <mpfr.h>
@@ -18,12 +17,10 @@
 
 using namespace kelfpu;
 
-// Arguments with the most cancellation in a reduction by pi/2, shared with the
-// circular-function tests (declared there).
+// Arguments with the most cancellation, shared with trig_test.cpp.
 namespace pio2cases {
 
-// Values of `digits` bits nearest to k pi / 2^s for random integers k below
-// 2^kbits (log-uniform), every other one negated.
+// Values of `digits` bits nearest to k pi / 2^s, k log-uniform below 2^kbits, every other one negated.
 std::vector<long double> nearest_multiples(int s, int kbits, int digits, size_t n, uint64_t seed) {
   std::mt19937_64 rng(seed);
   mpfr_t t, k;
@@ -44,8 +41,7 @@ std::vector<long double> nearest_multiples(int s, int kbits, int digits, size_t 
   return out;
 }
 
-// In the binade [2^E, 2^(E+1)) of a `digits`-bit format the closest
-// approaches to k pi/2 are M 2^(E+1-digits) for M the last convergent and
+// The closest approaches to k pi/2 in [2^E, 2^(E+1)): the last convergent and
 // semiconvergent numerators below 2^digits of (pi/2) 2^(digits-1-E).
 std::vector<long double> closest_in_binade(int E, int digits) {
   std::vector<long double> out;
@@ -77,10 +73,9 @@ std::vector<long double> closest_in_binade(int E, int digits) {
 
 namespace {
 
-// Checks the contract at x and -x: quadrant in 0..3, r[0] + r[1] within
-// pi/4 (plus rounding) of x - q pi/2 modulo 2 pi, relative error below 2^-57
-// on the medium path (below 2^30) and 2^-70 on the large one, r[1] below half
-// an ulp of r[0]; -x gives exactly the negated parts and quadrant (-q) & 3.
+// At x and -x: q in 0..3, |r| <= pi/4 (plus rounding) for x - q pi/2 mod 2 pi,
+// relative error below 2^-57 (medium path, below 2^30) or 2^-70 (large path),
+// r[1] below half an ulp of r[0]; -x gives the negated parts and (-q) & 3.
 void reduce_and_check(double x) {
   mpfr_t pio2, t, u;
   mpfr_inits2(4000, pio2, t, u, static_cast<mpfr_ptr>(nullptr));
@@ -122,9 +117,8 @@ TEST(ReducePio2, RandomArgumentsUpToDblMax) {
   for (double x : kelacc::random_bits_in<double>(12800.0, 0x1p30, n / 4, 12)) reduce_and_check(x);
 }
 
-// The path switches, and every exponent of the large path with the smallest,
-// largest and a random significand (multiples of 25 of e - 1052 take the start
-// index one lower and the narrowest mask).
+// The path switches; every large exponent with the smallest, largest and a
+// random significand (e - 1052 a multiple of 25: the start index one lower).
 TEST(ReducePio2, PathSwitchesAndEveryLargeExponent) {
   for (double e : {12800.0, 0x1p17, 0x1p23, 0x1p30, DBL_MAX, 0x1.921fb54442d18p+29})
     for (double x : {e, std::nextafter(e, 0.0), std::nextafter(e, INFINITY)})
@@ -136,8 +130,7 @@ TEST(ReducePio2, PathSwitchesAndEveryLargeExponent) {
   }
 }
 
-// Up to 62 bits of cancellation: the closest doubles of every binade
-// (6381956970095103 2^797 is the closest of all) and random near multiples.
+// Up to 62 bits of cancellation (6381956970095103 2^797 is the closest of all).
 TEST(ReducePio2, NearestToMultiplesOfPiOver2) {
   reduce_and_check(6381956970095103.0 * 0x1p797);
   for (int E = 13; E <= 1023; ++E) {

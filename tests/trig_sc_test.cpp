@@ -1,6 +1,5 @@
-// Single-element entry points of sine, cosine, sine-and-cosine and tangent:
-// the vector members' results, the reports and default NaNs, the tangent's
-// zero copy and silent status, and the control-word handling.
+// Single-element entry points of Sin, Cos, SinCos, Tan: the vector members'
+// results, reports and default NaNs, the tangent's zero copy, the control word.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -52,8 +51,8 @@ std::vector<double> sample() {
   return xs;
 }
 
-// Element `index` of `fn` (one or two results) equals `ref` at every finite
-// input; the neighbours and *status stay untouched.
+// The element of fn (one or two results) equals ref at every finite input;
+// the neighbours and *status stay untouched.
 template <class T, class Fn>
 void expect_elementwise(Fn fn, const std::vector<T>& xs, const std::vector<T>& ref, const std::vector<T>& ref2 = {}) {
   for (size_t i = 1; i + 1 < xs.size(); ++i) {
@@ -70,31 +69,29 @@ void expect_elementwise(Fn fn, const std::vector<T>& xs, const std::vector<T>& r
   }
 }
 
-// Every entry point computes its element exactly as the vector member.
 TEST(TrigSC, SameResultsAsTheVectorMembers) {
   const std::vector<double> xs = sample();
   const std::vector<float> fs(xs.begin(), xs.end());
   const int n = static_cast<int>(xs.size());
   std::vector<double> ref(n), ref2(n);
   std::vector<float> fref(n), fref2(n);
-  for (const auto& e : kDoubleEntries) {
-    e.vector(xs.data(), ref.data(), n);
-    SCOPED_TRACE(e.name);
-    expect_elementwise(e.fn, xs, ref);
-  }
-  for (const auto& e : kFloat) {
-    e.vector(fs.data(), fref.data(), n);
-    SCOPED_TRACE(e.name);
-    expect_elementwise(e.fn, fs, fref);
-  }
+  auto each = [&](const auto& entries, const auto& in, auto& out) {
+    for (const auto& e : entries) {
+      e.vector(in.data(), out.data(), n);
+      SCOPED_TRACE(e.name);
+      expect_elementwise(e.fn, in, out);
+    }
+  };
+  each(kDoubleEntries, xs, ref);
+  each(kFloat, fs, fref);
   kelsSinCos_64f_A53(xs.data(), ref.data(), ref2.data(), n);
   for (auto fn : kDoubleSinCos) expect_elementwise(fn, xs, ref, ref2);
   kelsSinCos_32f_A24(fs.data(), fref.data(), fref2.data(), n);
   for (auto fn : kFloatSinCos) expect_elementwise(fn, fs, fref, fref2);
 }
 
-// Infinities and NaNs: the default NaN stored, the report (invalid flag and
-// status) decided on the upper word, the tangent setting its status silently.
+// Infinities and NaNs: the default NaN, the report decided on the upper word,
+// the tangent setting its status silently.
 TEST(TrigSC, SpecialValuesAndTheUpperWordTest) {
   const struct {
     uint64_t x;
@@ -128,8 +125,7 @@ TEST(TrigSC, SpecialValuesAndTheUpperWordTest) {
       EXPECT_EQ(status, c.report ? kelStatusDomain : 5) << std::hex << c.x;
     }
   }
-  // Float: infinities report with the default NaN; a NaN goes through the
-  // kernel (its own quiet NaN, no report, status untouched, tangent included).
+  // Float: infinities report with the default NaN; a NaN passes quietly.
   const float inf = INFINITY, qnan = float_from_bits(0x7FC00001u);
   for (const auto& e : kFloat)
     for (float x : {inf, -inf, qnan}) {
@@ -150,9 +146,8 @@ TEST(TrigSC, SpecialValuesAndTheUpperWordTest) {
   }
 }
 
-// The double tangent copies an element whose upper word (sign cleared) is
-// zero bit for bit, computing nothing (not even inexact); other tiny elements
-// go through the tiny-argument rule; sine keeps -0 by computing.
+// The double tangent copies an element whose upper word (sign cleared) is zero,
+// raising nothing; other tiny elements take the tiny-argument rule.
 TEST(TrigSC, TangentCopiesUpperWordZeroElements) {
   for (uint64_t b : {0x0000000000000000ull, 0x8000000000000000ull, 0x0000000000000001ull, 0x80000000FFFFFFFFull}) {
     double x;
@@ -174,9 +169,8 @@ TEST(TrigSC, TangentCopiesUpperWordZeroElements) {
   EXPECT_EQ(bits_of(y), bits_of(-0.0));
 }
 
-// 53-bit precision is set only when the precision field differs (a missing
-// guard changes results), and the caller's word comes back; a caller already
-// at 53 bits keeps its rounding mode.
+// The precision is set to 53 bits (a missing guard changes results) and the
+// caller's word comes back; a caller already at 53 bits keeps its rounding.
 TEST(TrigSC, ControlWordHandling) {
   const std::vector<double> xs = sample();
   for (uint16_t w : {kDefault, kSingle, static_cast<uint16_t>(kDefault | kTowardZero)})
