@@ -1,5 +1,4 @@
-// Complex power and its real helpers: special values, exact powers, the Powx
-// exponent by value, and accuracy against MPC.
+// Complex power and its real helpers: special values, exact powers, Powx by value, accuracy.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -63,9 +62,8 @@ TEST(CpowKernel, RealHelpersExactWhereExact) {
   EXPECT_EQ(orxatan2dl_scalar(0, -2), 180.0L);
 }
 
-// The exponent by value: a caller at 24-bit precision gets the results of a
-// caller at 64-bit precision, and a signalling-NaN exponent behaves as it
-// does inside a Pow source array.
+// The exponent by value: a 24-bit caller gets the 64-bit caller's bits, and a
+// signalling-NaN exponent behaves as it does inside a Pow source array.
 TEST(CpowFrame, PowxExponentCopiedAsBits) {
   const double x[2] = {3.0, 0.87};
   double r[2];
@@ -95,10 +93,8 @@ TEST(CpowFrame, PowxExponentCopiedAsBits) {
   EXPECT_EQ(std::memcmp(pc, rc, sizeof pc), 0);
 }
 
-// The inputs where the bound applies: the angle of the result below 2^10
-// radians and its modulus finite and nonzero.  Also left out: a base on the
-// negative real axis with a -0 imaginary part and a non-integer real
-// exponent, where mpc_pow returns the conjugate ((-4 - i0)^(1/2) = +2i).
+// Where the bound applies: result angle below 2^10 rad, modulus finite and nonzero; not a
+// base on the negative axis with -0 imaginary part and non-integer exponent (mpc_pow conjugates).
 template <class C>
 bool in_scope(C x, C y) {
   const long double a = x.re, b = x.im, c = y.re, d = y.im;
