@@ -1,6 +1,5 @@
-// Extended-precision exponential, logarithm and hyperbolic kernels: accuracy
-// against MPFR on every path, the single rounding of subnormal exponentials,
-// exceptional inputs and their flags, a results digest shared by both builds.
+// Extended-precision exponential, logarithm and hyperbolic kernels: accuracy on every path,
+// subnormal results rounded once, exceptional inputs and flags, a digest shared by both builds.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -26,8 +25,7 @@ using Kernel = long double (*)(long double);
 // Accepted error of expl, logl and log1pl in ulps of the 64-bit significand.
 constexpr double kBound = 1.0;
 
-// Inputs in [lo, hi]: uniform in value with all 64 significand bits random,
-// or (B) binade by binade.
+// Inputs in [lo, hi]: uniform in value, or (B) binade by binade.
 struct Range {
   long double lo, hi;
   bool binades = false;
@@ -65,9 +63,8 @@ TEST(Expl, AccurateOnEveryPath) {
                    -0x1.62d918ce2421dp+13L /* results turn subnormal */});
 }
 
-// Results between 2^-16394 and 2^-16382 are rounded into the subnormal range
-// once; rounding the 64-bit sum first lands on the wrong neighbour near
-// half-ulp ties (about one case in eight here).
+// Results between 2^-16394 and 2^-16382 are rounded into the subnormal range once; rounding
+// the 64-bit sum first lands on the wrong neighbour near half-ulp ties (one case in eight here).
 TEST(Expl, SubnormalResultsRoundOnce) {
   expect_accurate("expl", orxexpl_scalar, mpfr_exp, {{-11355.5L, -11355.137111933024L}, {-11362.7L, -11355.5L}}, {},
                   0.5 + 1.0 / 64);
@@ -92,8 +89,7 @@ TEST(Log1pl, AccurateOnEveryPath) {
                    -0.75L, -0.5L, 0x1p32L, 0x1p74L, 0x1p-16382L, -0x1p-16382L, std::nextafter(-1.0L, 0.0L), max});
 }
 
-// Below 2^-75, ln(1 + x) = x - x^2/2 rounds to x but lies below it: the
-// directed roundings move it.
+// Below 2^-75, ln(1 + x) rounds to x but lies below it: the directed roundings move it.
 TEST(Log1pl, TinyArgumentsRoundBelowX) {
   for (long double x : {0x1.234p-80L, -0x1.234p-80L, 0x1p-16400L, -0x1p-16400L})
     for (auto [mode, want] : {std::pair{kToNearest, x}, {kDown, std::nextafter(x, -INFINITY)},
@@ -144,8 +140,7 @@ TEST(LdExpLog, ExceptionalInputsAndFlags) {
   }
 }
 
-// FNV-1a over the 80-bit results and flags on fixed arguments: the i386 and
-// the native build agree bit for bit.
+// FNV-1a over the 80-bit results and flags on fixed arguments: both builds agree bit for bit.
 TEST(LdKernels, DigestIsTheSameOnBothBuilds) {
   const std::pair<Kernel, uint64_t> kernels[] = {
       {orxexpl_scalar, 0xafc2c7f5a0437af5ull}, {orxlogl_scalar, 0xb52ad2d4c3a67e5dull},
@@ -183,8 +178,7 @@ TEST(LongDoubleHyperbolic, SpecialValues) {
   EXPECT_TRUE(flags() & kOverflow);
 }
 
-// The kernels without a sweep of their own here or in ld_trig_test.cpp, on
-// the registered samples.
+// The kernels without a sweep of their own here or in ld_trig_test.cpp.
 TEST(LdKernels, RegisteredAccuracy) {
   for (const auto& k : kelacc::kernel_functions()) {
     const std::string name = std::string("orx") + k.name + "_scalar";

@@ -1,5 +1,4 @@
-// Long-double circular kernels, arctangents and square root: accuracy
-// against MPFR by range, special values and flags.
+// Long-double circular kernels, arctangents and square root: accuracy by range, specials, flags.
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
@@ -24,8 +23,7 @@ std::vector<long double> closest_in_binade(int E, int digits);
 
 namespace {
 
-// Accepted error of sinl, cosl, tanl, atanl and atan2l in ulps; sqrtl is
-// correctly rounded.
+// Accepted error of sinl, cosl, tanl, atanl and atan2l in ulps; sqrtl is correctly rounded.
 constexpr double kBound = 0.52;
 
 uint16_t ieee_flags() { return flags() & ~0x02; }  // without denormal-operand
@@ -50,8 +48,7 @@ void expect_circular(const std::vector<long double>& xs, const char* what) {
   }
 }
 
-// Each reduction path (tiny, small, Cody-Waite, Payne-Hanek, huge), the
-// nearest approaches to k pi/2, LDBL_MAX and the pi/4, 2^20, 2^-32 switches.
+// Each reduction path, the nearest approaches to k pi/2, LDBL_MAX and the pi/4, 2^20, 2^-32 switches.
 TEST(LdSinCos, AccuracyByRange) {
   const long double bounds[] = {0x1p-40L, 0x1p-30L, 1.0L, 0x1p20L, 0x1p70L, LDBL_MAX};
   for (int i = 0; i < 5; ++i) expect_circular(both_signs(bounds[i], bounds[i + 1], i + 1), hex(bounds[i]).c_str());
@@ -64,8 +61,7 @@ TEST(LdSinCos, AccuracyByRange) {
   expect_circular(edges, "switch points");
 }
 
-// The closest approaches to k pi/2 of every binade (a sample of the binades
-// above 2^128).
+// The closest approaches to k pi/2 of every binade (a sample above 2^128).
 TEST(LdSinCos, HardestReductionsOfEveryBinade) {
   std::vector<long double> xs;
   for (int e = 0; e <= 16383; e += e < 128 ? 1 : kEmulated ? 97 : 13)
@@ -106,8 +102,7 @@ TEST(LdAtanSqrt, AccuracyByRange) {
   // Every magnitude: below 2^-80 atan x rounds like x; above 2^80 like pi/2.
   for (const auto& xs : {both_signs(0x1p-16445L, LDBL_MAX, 11), both_signs(0.125L, 8.0L, 12)})
     kelacc::expect_within("atanl", kelacc::measure_kernel(orxatanl_scalar, mpfr_atan, xs), kBound);
-  // sqrtl bit for bit, inexact exactly when it is: every magnitude, exact
-  // squares and their neighbours, where the remainder is smallest.
+  // sqrtl bit for bit, inexact exactly when it is; exact squares and their neighbours.
   const size_t n = kelacc::default_samples();
   std::vector<long double> xs = kelacc::random_bits_in<long double>(0x1p-16445L, LDBL_MAX, n, 13);
   std::mt19937_64 g(14);
@@ -129,9 +124,7 @@ TEST(LdAtanSqrt, AccuracyByRange) {
 }
 
 TEST(LdAtan2, AccuracyInAllQuadrants) {
-  // y and x binade by binade from two windows: their ratio spans the gap.
-  // Ratio near 1, 2^-70..2^70, tiny (one rounding), huge; extreme magnitudes,
-  // the top of the range, subnormal over normal.
+  // Ratio near 1, 2^-70..2^70, tiny, huge; extreme magnitudes, the top, subnormal over normal.
   const long double ranges[][4] = {{1, 4, 1, 4},
                                    {0x1p-35L, 0x1p35L, 0x1p-35L, 0x1p35L},
                                    {0x1p-130L, 0x1p-70L, 1, 0x1p10L},
