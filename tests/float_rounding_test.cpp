@@ -1,9 +1,6 @@
-// Correct rounding of the float members of our own algorithms: inputs on or
-// next to a float midpoint (forcing the accurate paths), checked against MPFR.
-// Long mode, KELVM_LONG=1 (or a list of families): all 2^32 inputs of each
-// unary member and 10^8 random pairs of each binary one, screened by glibc
-// (double functions for the unary members, a few ulps = 2^-50 at worst), MPFR
-// deciding every result within 2^-44 of a midpoint.
+// Correct rounding of the float members of our own algorithms next to float midpoints, against MPFR.
+// Long mode, KELVM_LONG=1 (or a list of families): all 2^32 inputs of each unary member, 10^8
+// random pairs of each binary one, screened by glibc, MPFR deciding within 2^-44 of a midpoint.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -26,9 +23,7 @@ namespace {
 using Binary = KelStatus (*)(const float*, const float*, float*, int);
 using Unary = KelStatus (*)(const float*, float*, int);
 
-float bits_float(uint32_t b) { return __builtin_bit_cast(float, b); }
-uint32_t float_bits(float f) { return __builtin_bit_cast(uint32_t, f); }
-bool same(float a, float b) { return float_bits(a) == float_bits(b) || (std::isnan(a) && std::isnan(b)); }
+bool same(float a, float b) { return bits_of(a) == bits_of(b) || (std::isnan(a) && std::isnan(b)); }
 
 // The correctly rounded float of the family's reference (binary when b is given).
 float mpfr_float(const char* family, float a, const float* b = nullptr) {
@@ -47,7 +42,7 @@ struct Pair {
 
 // Pairs whose exact result is a float, a float midpoint or very close to one.
 std::vector<Pair> pow_pairs() {
-  std::vector<Pair> p = {{bits_float(0x66d0536a), bits_float(0x3f9106c2)}, {4097, 2}, {4097, 3}, {4099, 2},
+  std::vector<Pair> p = {{float_from_bits(0x66d0536a), float_from_bits(0x3f9106c2)}, {4097, 2}, {4097, 3}, {4099, 2},
                          {16785410.0f, 0.5f}, {0x1.000002p0f, 8388608}, {9, 1.5f}, {3, 15}, {0.75f, 47},
                          {0x1p-70f, 2}, {0x1p-100f, 1.5f}, {3, -92}, {0x1.8p-50f, 3}, {10, -38}};
   for (uint32_t m = 4097; m < 5800; m += 2) {  // m^2 needs 25 bits: a midpoint or a float
@@ -61,9 +56,8 @@ std::vector<Pair> pow_pairs() {
 }
 
 std::vector<Pair> hypot_pairs() {
-  std::vector<Pair> p = {{bits_float(0x5101b082), bits_float(0x4b3635c7)}, {0x1p-140f, 0x1p-140f}};
-  // Triples (m^2 - n^2, 2mn, m^2 + n^2) with an odd 25-bit hypotenuse: a
-  // float midpoint; their neighbours fall just beside it.
+  std::vector<Pair> p = {{float_from_bits(0x5101b082), float_from_bits(0x4b3635c7)}, {0x1p-140f, 0x1p-140f}};
+  // Triples (m^2 - n^2, 2mn, m^2 + n^2) with an odd 25-bit hypotenuse (a midpoint), and neighbours.
   for (uint32_t m = 2897; m < 4096 && p.size() < 400; ++m)
     for (uint32_t n = (m * 2) / 5; n < m; n += 7) {
       const uint64_t h = uint64_t(m) * m + uint64_t(n) * n;
@@ -77,9 +71,9 @@ std::vector<Pair> hypot_pairs() {
 }
 
 std::vector<Pair> atan2_pairs() {
-  std::vector<Pair> p = {{bits_float(0x53e745b0), bits_float(0x4ae1022e)}, {0x1p-149f, 0x1p100f}, {3, -0x1p-120f}};
+  std::vector<Pair> p = {{float_from_bits(0x53e745b0), float_from_bits(0x4ae1022e)}, {0x1p-149f, 0x1p100f}, {3, -0x1p-120f}};
   for (uint32_t i = 0; i < 300; ++i) {
-    const float x = bits_float(0x3f800000 + i * 27961);
+    const float x = float_from_bits(0x3f800000 + i * 27961);
     p.push_back({x, std::nextafter(x, 2.0f)});      // near pi/4
     p.push_back({x * 0x1p40f, -x});                 // near pi/2
     p.push_back({-x, -std::nextafter(x, 0.0f)});    // near -3pi/4
@@ -99,23 +93,23 @@ void expect_binary_correct(const char* family, const std::vector<Pair>& pairs, B
   }
 }
 
+// The A24 members (the frame test checks that the other float members give the same bits).
 TEST(FloatRounding, TwoArgumentMembersNextToMidpoints) {
-  for (Binary fn : {kelsPow_32f_A11, kelsPow_32f_A21, kelsPow_32f_A24}) expect_binary_correct("Pow", pow_pairs(), fn);
-  for (Binary fn : {kelsHypot_32f_A11, kelsHypot_32f_A24}) expect_binary_correct("Hypot", hypot_pairs(), fn);
-  for (Binary fn : {kelsAtan2_32f_A21, kelsAtan2_32f_A24}) expect_binary_correct("Atan2", atan2_pairs(), fn);
+  expect_binary_correct("Pow", pow_pairs(), kelsPow_32f_A24);
+  expect_binary_correct("Hypot", hypot_pairs(), kelsHypot_32f_A24);
+  expect_binary_correct("Atan2", atan2_pairs(), kelsAtan2_32f_A24);
 }
 
 TEST(FloatRounding, SinhNextToMidpoints) {
-  std::vector<float> x = {bits_float(0x3a1285ff)};
-  for (uint32_t b = 0x3d800000; b < 0x3d800000 + 3000; ++b) x.push_back(bits_float(b));  // 1/16 and above
+  std::vector<float> x = {float_from_bits(0x3a1285ff)};
+  for (uint32_t b = 0x3d800000; b < 0x3d800000 + 3000; ++b) x.push_back(float_from_bits(b));  // 1/16 and above
   std::vector<float> r(x.size());
   ScopedControlWord cw(kDefault);
   kelsSinh_32f_A24(x.data(), r.data(), int(x.size()));
   for (size_t i = 0; i < x.size(); ++i) EXPECT_TRUE(same(r[i], mpfr_float("Sinh", x[i]))) << kelacc::hex(x[i]);
 }
 
-// An inexact subnormal power reports underflow even where the long-double
-// value lies close to a multiple of the smallest subnormal; exact ones don't.
+// An inexact subnormal power reports underflow even next to a multiple of the smallest subnormal.
 TEST(FloatRounding, PowUnderflowFromTheOperands) {
   struct Case {
     double x, y;
@@ -160,9 +154,8 @@ long double screen(long double x, long double) {
   return F(double(x));
 }
 
-// erfinv in long double: one Newton step from the double member, on erf
-// below 1/2 and on erfc above (where 1 - |x| is exact), so that the step's
-// evaluation error stays near 2^-62 relative even as erf flattens.
+// erfinv in long double: one Newton step from the double member, on erf below 1/2 and on erfc
+// above (where 1 - |x| is exact), keeping the step's error near 2^-62 as erf flattens.
 long double erfinv_screen(long double x, long double) {
   if (!(std::fabs(x) < 1)) return std::fabs(x) == 1 ? std::copysign(INFINITY, x) : NAN;
   const double d = double(x);
@@ -204,8 +197,7 @@ struct LongMember {
   const char* method = "extended evaluation rounded once";  // how the member rounds, for the record
 };
 
-// The three float members of a family share one kernel, so the A24 member
-// stands for all three.
+// The A24 member stands for the three float members of a family.
 #define KEL_OURS(F, S) {#F, #F, one_source<kels##F##_32f_A24>, S, false, false}
 #define KEL_FIXED(F, S) {#F, #F, one_source<kels##F##_32f_A24>, S, true, false, kFixed}
 #define KEL_SCREENED(F, S) {#F, #F, one_source<kels##F##_32f_A24>, S, false, false, kScreenedFast}
@@ -239,21 +231,19 @@ const LongMember kMembers[] = {
 #undef KEL_FIXED
 #undef KEL_SCREENED
 
-// Inputs of chunk c: 2^16 consecutive bit patterns, or random pairs (Pow:
-// bases of every exponent, exponents of moderate size, so that results are
-// mostly finite and nonzero).
+// Inputs of chunk c: 2^16 consecutive bit patterns, or random pairs (Pow: moderate exponents).
 void fill(const LongMember& m, uint64_t c, std::vector<float>& a, std::vector<float>& b) {
   uint64_t s = 0x9E3779B97F4A7C15ull * (c + 1);
   for (size_t i = 0; i < a.size(); ++i) {
     if (!m.pairs) {
-      a[i] = bits_float(uint32_t(c) << 16 | uint32_t(i));
+      a[i] = float_from_bits(uint32_t(c) << 16 | uint32_t(i));
       continue;
     }
     s = s * 6364136223846793005ull + 1442695040888963407ull;
     const uint32_t hi = uint32_t(s >> 32), lo = uint32_t(s);
     const bool pow = m.libm == powl;
-    a[i] = bits_float(pow ? hi & 0x7FFFFFFF : hi);
-    b[i] = bits_float(pow ? (lo & 0x807FFFFF) | (0x38000000 + (lo >> 8 & 0x0F800000)) : lo);
+    a[i] = float_from_bits(pow ? hi & 0x7FFFFFFF : hi);
+    b[i] = float_from_bits(pow ? (lo & 0x807FFFFF) | (0x38000000 + (lo >> 8 & 0x0F800000)) : lo);
   }
 }
 
@@ -270,11 +260,8 @@ void on_all_cores(uint64_t count, Work work) {
   for (auto& t : threads) t.join();
 }
 
-// Each member's results against the float rounding of its screen, MPFR
-// deciding every screen value within kScreen of a midpoint. The outcome is
-// printed and appended to the file KELVM_LONG_RECORD names (the docs'
-// correct-rounding table is made from that record). Members of our own
-// algorithms must be correctly rounded; the specified ones only report.
+// Each member against the float rounding of its screen, MPFR deciding near midpoints; the outcome
+// is printed and appended to KELVM_LONG_RECORD (the docs' table). Fixed algorithms only report.
 TEST(FloatRoundingLong, EveryMember) {
   if (!std::getenv("KELVM_LONG")) GTEST_SKIP() << "long mode: KELVM_LONG=1";
   constexpr uint32_t kChunk = 1 << 16;
