@@ -1,7 +1,5 @@
-// Encodings a careless caller or a corrupted array can hand the library: the
-// invalid 80-bit operands (unnormals, pseudo-infinities, pseudo-NaNs) given to
-// every long-double kernel, signalling NaNs in complex elements, and the two
-// rows of the exported logarithm table whose values are fixed.
+// Hostile encodings: invalid 80-bit operands to every long-double kernel, signalling NaNs in
+// complex elements, and the two fixed rows of the exported logarithm table.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -13,9 +11,8 @@ namespace {
 
 using namespace kelfpu;
 
-// The x87 rejects these operands: any arithmetic on them returns the default
-// NaN (quiet, payload zero) and raises invalid.  A kernel may change the
-// sign of that NaN (cosh works on |x|), so the sign is not checked.
+// The x87 rejects these operands: arithmetic returns the default NaN and raises invalid (its
+// sign is not checked: cosh works on |x|).
 struct Encoding {
   uint16_t se;
   uint64_t mant;
@@ -36,8 +33,7 @@ constexpr Encoding kInvalidEncodings[] = {
 };
 constexpr long double kOther = 1.5L;  // the valid partner of a two-argument kernel
 
-// Every exported long-double kernel of the registry, the invalid operand in
-// each argument position.
+// Every exported long-double kernel, the invalid operand in each argument position.
 TEST(HostileEncodings, LongDoubleKernelsRejectInvalidOperands) {
   int kernels = 0;
   for (const auto& k : kelacc::kernel_functions()) {
@@ -68,8 +64,7 @@ TEST(HostileEncodings, LongDoubleKernelsRejectInvalidOperands) {
   EXPECT_GE(kernels, 10);
 }
 
-// Rows 0 and 255 of the exported table hold fixed values with heads wider
-// than the 30 bits of the other rows.
+// Rows 0 and 255 hold fixed values with heads wider than the other rows' 30 bits.
 TEST(HostileEncodings, LogTableFixedRows) {
   EXPECT_EQ(bits_of(orx_orx_logl_table_256[0][0]), bits_of(0.0019550348358059466));
   EXPECT_EQ(bits_of(orx_orx_logl_table_256[0][1]), bits_of(-2.5960559907968786e-15));
@@ -77,9 +72,8 @@ TEST(HostileEncodings, LogTableFixedRows) {
   EXPECT_EQ(bits_of(orx_orx_logl_table_256[255][1]), bits_of(-1.1578578634213724e-12));
 }
 
-// Signalling-NaN parts are quieted by their bits (sign and payload kept) and
-// raise invalid once; then the larger significand of two quiet NaNs wins.  The
-// builds used to disagree on exactly these elements.
+// Signalling-NaN parts are quieted by their bits and raise invalid once; the larger significand
+// of two quiet NaNs wins (the builds used to disagree on these elements).
 TEST(HostileEncodings, ComplexSignallingNaNs) {
   struct Case {
     const char* what;

@@ -33,8 +33,7 @@ struct Env {  // the 28-byte x87 environment (control, status and tag words firs
 };
 void save_env(Env* e) { asm volatile("fnstenv %0" : "=m"(*e) : : "memory"); }
 void load_env(const Env& e) { asm volatile("fldenv %0" : : "m"(e) : "memory"); }
-// 0xFFFF when every register is empty; fnstenv masks all exceptions, so the
-// caller's word is put back.
+// 0xFFFF when every register is empty (fnstenv masks all exceptions: the word is put back).
 uint16_t tag_word() {
   Env e;
   const uint16_t cw = control_word();
@@ -73,9 +72,8 @@ thread_local int tl_depth = 0, tl_reports = 0, tl_last_code = 0;
 
 }  // namespace
 
-// Replaces the library's handler for the process: each report first calls
-// back into the library (a call that reports in turn, re-entering here) with
-// the x87 environment saved around it, then goes to the library's handler.
+// Replaces the library's handler: each report first calls back into the library (which reports
+// in turn) with the x87 environment saved around it, then goes to the library's handler.
 extern "C" void _orxStdErrorHandlerExcept(const OrxErrorRecord* r) {
   if (tl_depth == 0) {
     ++tl_reports, ++n_handler_calls, ++tl_depth;
@@ -156,9 +154,8 @@ struct Kernel {
 
 int below(std::mt19937_64& rng, int n) { return static_cast<int>(rng() % static_cast<uint64_t>(n)); }
 
-// A part of a float (single) or double, widened to 64 bits: a signalling or
-// quiet NaN with a random payload, a subnormal, any pattern, or a pattern of
-// the function's own generator (its specials, thresholds and hard regions).
+// A float or double part, widened to 64 bits: a signalling or quiet NaN, a subnormal, any
+// pattern, or a pattern of the function's own generator (specials, thresholds, hard regions).
 uint64_t hostile_part(std::mt19937_64& rng, bool single, const std::vector<uint64_t>& pool) {
   const int fb = single ? 23 : 52;
   const uint64_t frac = (uint64_t{1} << fb) - 1, inf = (single ? 0xFFull : 0x7FFull) << fb;
@@ -172,8 +169,7 @@ uint64_t hostile_part(std::mt19937_64& rng, bool single, const std::vector<uint6
   }
 }
 
-// Any sign and exponent; the integer bit usually set, sometimes not
-// (unnormals, pseudo-infinities and pseudo-NaNs).
+// Any sign and exponent; the integer bit sometimes clear (unnormals, pseudo-infinities, pseudo-NaNs).
 long double hostile_ld(std::mt19937_64& rng) {
   const uint64_t r = rng();
   const uint64_t m = rng() | (below(rng, 8) ? uint64_t{1} << 63 : 0);
@@ -208,10 +204,8 @@ std::vector<uint64_t> registry_pool(const Target& t, uint64_t seed) {
   return pool;
 }
 
-// The by-value argument of the scalar shape travels as its bit pattern: on
-// i386 an integer of the same size and stack slot (a float load would quiet a
-// signalling NaN, and an emulated load rounds to the caller's precision); on
-// x86-64 in the SSE registers, which no x87 instruction touches.
+// The by-value argument travels as its bits: on i386 as integers in the same stack slot (an x87
+// load would quiet a signalling NaN, qemu's rounds it); on x86-64 in SSE registers.
 #if defined(__i386__)
 using F32Arg = uint32_t;
 using F64Arg = uint64_t;
@@ -267,8 +261,7 @@ class Worker {
   Worker(int id, uint64_t seed)
       : id_(id), rng_(seed), src_{Guarded(bytes_max()), Guarded(bytes_max())}, dst_{Guarded(bytes_max()), Guarded(bytes_max())} {}
 
-  // The same inputs under the 16 words (from a word of this thread's own), then
-  // in place under the first word.
+  // The same inputs under the 16 words, then in place under the first word.
   void run_target(const Target& t, uint64_t seed) {
     const std::vector<uint64_t> pool = registry_pool(t, seed);
     argument_checks(t);
@@ -292,9 +285,8 @@ class Worker {
         finding("%s: in place (%s) differs from separate arrays, len %d", t.name.c_str(), kLayoutNames[l], len);
   }
 
-  // The kernels compute under the caller's word, which their callers set to
-  // round to nearest: by default only the four nearest words (results are not
-  // compared; the control word and the stack are).
+  // Kernels compute under the caller's word: by default the four round-to-nearest words; the
+  // control word and the stack are checked, not the results.
   void run_kernel(const Kernel& k) {
     for (int i = 0; i < 64; ++i) {
       const uint16_t cw = caller_word(opt.all_kernel_words ? i + id_ : (i + id_) & 3);
@@ -319,10 +311,8 @@ class Worker {
  private:
   static size_t bytes_max() { return static_cast<size_t>(opt.max_len) * 16 + 64; }
 
-  // One call under caller word `word` with each array against a random guard
-  // page, aligned or 4 bytes off, and its checks: word back, stack empty,
-  // sources and the bytes beside every array untouched, status allowed, its
-  // flag raised and its code seen by the handler.
+  // One call, each array against a random guard page, aligned or 4 bytes off: word back, stack
+  // empty, sources and bytes beside arrays untouched, status allowed, flagged and reported.
   Outcome call(const Target& t, int word, int len, const std::vector<char> (&in)[3], Layout layout) {
     const size_t bytes = in[0].size();
     char *s[2], *d[2], *placed[4];
@@ -374,8 +364,7 @@ class Worker {
     return o;
   }
 
-  // Lengths 0, -1, INT_MIN and each null pointer in turn: -6 or -8 (Rint,
-  // NearbyInt: 0), nothing written.
+  // Lengths 0, -1, INT_MIN and each null pointer: -6 or -8 (Rint, NearbyInt: 0), nothing written.
   void argument_checks(const Target& t) {
     const size_t es = elem_size(t.elem);
     char* s[2] = {src_[0].place(es, true, 0), src_[1].place(es, true, 0)};
