@@ -114,11 +114,9 @@ const char* const kZVal[2] = {"z = ", "val = "};
 
 template <class T>
 T correctly_rounded(mpfr_srcptr exact) {
-  // Round to the significand first, in MPFR's default (wide) exponent range,
-  // then let check_range and subnormalize apply the format's range: the
-  // ternary value carried along keeps the second rounding of a subnormal
-  // correct.  MPFR writes x = m * 2^e with 0.5 <= m < 1: the smallest
-  // subnormal of T is 2^(min_exp - digits + 1), that is e = min_exp - digits + 2.
+  // Round the significand in MPFR's wide exponent range, then apply T's range
+  // (the ternary value keeps a subnormal's second rounding correct); MPFR's
+  // x = m 2^e, 0.5 <= m < 1, puts T's smallest subnormal at e = min_exp - digits + 2.
   Mpfr r(Format<T>::kDigits);
   int t = mpfr_set(r.v, exact, MPFR_RNDN);
   const mpfr_exp_t emin = mpfr_get_emin(), emax = mpfr_get_emax();
@@ -207,7 +205,7 @@ namespace {
 template <class Y, class Call, class Each>
 Summary chunked(size_t size, Call call, Each each) {
   Summary s;
-  Y y1[kChunk], y2[kChunk];
+  Y y1[kChunk]{}, y2[kChunk]{};
   for (size_t i = 0; i < size; i += kChunk) {
     const int n = static_cast<int>(std::min(kChunk, size - i));
     call(i, n, y1, y2);
@@ -232,16 +230,19 @@ void note_complex(Summary& s, mpc_srcptr exact, C y, Args args) {
   });
 }
 
-// The real shapes over any callable fn(src..., dst..., n): the vector
-// functions and the kernels wrapped as such.
+// One argument, one result (second null) or two, over any callable
+// fn(x, y1, y2, n): the vector functions and the kernels wrapped as such.
 template <class T, class Fn>
-Summary measure_unary(Fn fn, MpfrUnary ref, const std::vector<T>& xs) {
+Summary measure_unary(Fn fn, MpfrUnary first, MpfrUnary second, const std::vector<T>& xs) {
   Mpfr exact;
   return chunked<T>(
-      xs.size(), [&](size_t i, int n, T* y, T*) { fn(&xs[i], y, n); },
-      [&](Summary& s, size_t i, T y, T) {
-        exact_unary(exact.v, ref, xs[i]);
-        note_real(s, exact.v, y, [&] { return "x = " + hex(xs[i]); });
+      xs.size(), [&](size_t i, int n, T* y1, T* y2) { fn(&xs[i], y1, y2, n); },
+      [&](Summary& s, size_t i, T y1, T y2) {
+        for (int which = 0; which < (second ? 2 : 1); ++which) {
+          exact_unary(exact.v, which ? second : first, xs[i]);
+          const char* label = !second ? "" : which ? "second " : "first ";
+          note_real(s, exact.v, which ? y2 : y1, [&] { return "x = " + hex(xs[i]); }, label);
+        }
       });
 }
 
@@ -255,20 +256,6 @@ Summary measure_binary(Fn fn, MpfrBinary ref, const std::vector<T>& as, B b_of, 
       [&](Summary& s, size_t i, T y, T) {
         exact_binary(exact.v, ref, as[i], b_of(i));
         note_real(s, exact.v, y, [&] { return names[0] + hex(as[i]) + ", " + names[1] + hex(b_of(i)); });
-      });
-}
-
-// Both results of SinCos, Modf and sincosl.
-template <class T, class Fn>
-Summary measure_pair(Fn fn, MpfrUnary first, MpfrUnary second, const std::vector<T>& xs) {
-  Mpfr exact;
-  return chunked<T>(
-      xs.size(), [&](size_t i, int n, T* y1, T* y2) { fn(&xs[i], y1, y2, n); },
-      [&](Summary& s, size_t i, T y1, T y2) {
-        for (int which = 0; which < 2; ++which) {
-          exact_unary(exact.v, which ? second : first, xs[i]);
-          note_real(s, exact.v, which ? y2 : y1, [&] { return "x = " + hex(xs[i]); }, which ? "second " : "first ");
-        }
       });
 }
 
@@ -298,7 +285,7 @@ Summary measure_complex_any(Fn fn, MpcBinary ref2, MpcUnary ref, const std::vect
 
 template <class T>
 Summary measure(VectorUnary<T> fn, MpfrUnary ref, const std::vector<T>& xs) {
-  return measure_unary<T>(fn, ref, xs);
+  return measure_unary<T>([&](const T* x, T* y, T*, int n) { fn(x, y, n); }, ref, nullptr, xs);
 }
 template <class T>
 Summary measure(VectorBinary<T> fn, MpfrBinary ref, const std::vector<T>& as, const std::vector<T>& bs) {
@@ -312,7 +299,7 @@ Summary measure_scalar(VectorScalar<T> fn, MpfrBinary ref, const std::vector<T>&
 }
 template <class T>
 Summary measure_two(VectorTwo<T> fn, MpfrUnary first, MpfrUnary second, const std::vector<T>& xs) {
-  return measure_pair<T>(fn, first, second, xs);
+  return measure_unary<T>(fn, first, second, xs);
 }
 
 template <class C>
@@ -335,11 +322,11 @@ Summary measure_complex_scalar(VectorScalar<C> fn, MpcBinary ref, const std::vec
 using L = long double;
 Summary measure_kernel(KernelUnary fn, MpfrUnary ref, const std::vector<L>& xs) {
   return measure_unary<L>(
-      [fn](const L* x, L* y, int n) {
+      [fn](const L* x, L* y, L*, int n) {
         kelfpu::ScopedControlWord cw(kelfpu::kDefault);
         for (int k = 0; k < n; ++k) y[k] = fn(x[k]);
       },
-      ref, xs);
+      ref, nullptr, xs);
 }
 Summary measure_kernel(KernelBinary fn, MpfrBinary ref, const std::vector<L>& as, const std::vector<L>& bs) {
   return measure_binary<L>(
@@ -350,7 +337,7 @@ Summary measure_kernel(KernelBinary fn, MpfrBinary ref, const std::vector<L>& as
       ref, as, [&](size_t i) { return bs[i]; }, kAB);
 }
 Summary measure_kernel(KernelTwo fn, MpfrUnary first, MpfrUnary second, const std::vector<L>& xs) {
-  return measure_pair<L>(
+  return measure_unary<L>(
       [fn](const L* x, L* y1, L* y2, int n) {
         kelfpu::ScopedControlWord cw(kelfpu::kDefault);
         for (int k = 0; k < n; ++k) fn(x[k], &y1[k], &y2[k]);
@@ -416,16 +403,16 @@ std::vector<T> random_uniform(T lo, T hi, size_t n, uint64_t seed) {
   return out;
 }
 
-std::string hex(double x) {
+// "%a (0x<bits>)" of a float or double.
+template <class T>
+std::string hex_of(T x) {
   char buf[64];
-  std::snprintf(buf, sizeof buf, "%a (0x%016" PRIx64 ")", x, std::bit_cast<uint64_t>(x));
+  std::snprintf(buf, sizeof buf, "%a (0x%0*" PRIx64 ")", static_cast<double>(x), 2 * int{sizeof(T)},
+                static_cast<uint64_t>(kelfpu::bits_of(x)));
   return buf;
 }
-std::string hex(float x) {
-  char buf[64];
-  std::snprintf(buf, sizeof buf, "%a (0x%08" PRIx32 ")", static_cast<double>(x), std::bit_cast<uint32_t>(x));
-  return buf;
-}
+std::string hex(double x) { return hex_of(x); }
+std::string hex(float x) { return hex_of(x); }
 std::string hex(long double x) {
   char buf[80];
   const kelfpu::LdFields b = kelfpu::ld_fields(x);

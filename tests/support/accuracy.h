@@ -26,18 +26,15 @@ using MpcBinary = int (*)(mpc_ptr, mpc_srcptr, mpc_srcptr, mpc_rnd_t);
 // normal and kMaxExp of the largest finite value): the library's own.
 using kel::Format;
 
-// The part type of a complex element.
+// The part type of a complex element (of a real one: itself).
 template <class C>
 struct PartOf {
   using type = C;
 };
-template <>
-struct PartOf<Kel32fc> {
-  using type = float;
-};
-template <>
-struct PartOf<Kel64fc> {
-  using type = double;
+template <class C>
+  requires requires { &C::re; }
+struct PartOf<C> {
+  using type = decltype(C::re);
 };
 
 // An mpfr_t that clears itself.

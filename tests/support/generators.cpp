@@ -23,58 +23,24 @@ T log_of_pow2(long e) {
   });
 }
 
-// Largest argument of f below which f stays finite in T: f^-1 of the largest
-// finite value, computed as g(max) for the inverse function g.
+// g(v) rounded to T, for the inverse g of a function f: with v the largest
+// finite value, the argument above which f overflows; with v = 1 - 2^-(digits+1),
+// the one above which f rounds to 1.
 template <class T>
-T inverse_at_max(int (*g)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t)) {
-  return rounded<T>([g](mpfr_ptr r) {
-    mpfr_t m;
-    mpfr_init2(m, 64);
-    mpfr_set_ld(m, L<T>::max(), MPFR_RNDN);
-    g(r, m, MPFR_RNDN);
-    mpfr_clear(m);
-  });
-}
-
-// x with 1 - x = 2^-k, and inverse of f at 1 - 2^-(digits+1) (where f
-// saturates to 1 in T).
-template <class T>
-T saturation(int (*g)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t)) {
-  return rounded<T>([g](mpfr_ptr r) {
-    mpfr_t m;
-    mpfr_init2(m, 128);
-    mpfr_set_ui_2exp(m, 1, -(Format<T>::kDigits + 1), MPFR_RNDN);
-    mpfr_ui_sub(m, 1, m, MPFR_RNDN);
-    g(r, m, MPFR_RNDN);
-    mpfr_clear(m);
+T inverse_at(int (*g)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t), bool saturation) {
+  return rounded<T>([&](mpfr_ptr r) {
+    Mpfr v(128);
+    if (saturation) {
+      mpfr_set_ui_2exp(v.v, 1, -(Format<T>::kDigits + 1), MPFR_RNDN);
+      mpfr_ui_sub(v.v, 1, v.v, MPFR_RNDN);
+    } else {
+      mpfr_set_ld(v.v, L<T>::max(), MPFR_RNDN);
+    }
+    g(r, v.v, MPFR_RNDN);
   });
 }
 
 }  // namespace
-
-template <class T>
-Sampler<T>& Sampler<T>::whole(double share) {
-  for (T x : random_bits_in<T>(-L<T>::max(), L<T>::max(), count(share), rng_())) out_.push_back(x);
-  return *this;
-}
-
-template <class T>
-Sampler<T>& Sampler<T>::bits(T lo, T hi, double share) {
-  for (T x : random_bits_in<T>(lo, hi, count(share), rng_())) out_.push_back(x);
-  return *this;
-}
-
-template <class T>
-Sampler<T>& Sampler<T>::both_signs(T lo, T hi, double share) {
-  for (T x : random_bits_in<T>(lo, hi, count(share), rng_())) out_.push_back(rng_() & 1 ? -x : x);
-  return *this;
-}
-
-template <class T>
-Sampler<T>& Sampler<T>::uniform(T lo, T hi, double share) {
-  for (T x : random_uniform<T>(lo, hi, count(share), rng_())) out_.push_back(x);
-  return *this;
-}
 
 template <class T>
 int Sampler<T>::offset(int ulps) {
@@ -86,11 +52,6 @@ T Sampler<T>::step(T x, int ulps) const {
   const T to = ulps < 0 ? -L<T>::infinity() : L<T>::infinity();
   for (int i = 0; i < std::abs(ulps); ++i) x = std::nextafter(x, to);
   return x;
-}
-
-template <class T>
-Sampler<T>& Sampler<T>::around(std::initializer_list<T> points, int ulps, double share) {
-  return around(std::vector<T>(points), ulps, share);
 }
 
 template <class T>
@@ -156,14 +117,13 @@ template <class T>
 Inputs<T> gen_exp(size_t n, uint64_t seed) {
   constexpr int lo = Format<T>::kMinExp - Format<T>::kDigits, hi = Format<T>::kMaxExp + 1;
   const T overflow = log_of_pow2<T>(hi), underflow = log_of_pow2<T>(lo - 1), normal = log_of_pow2<T>(Format<T>::kMinExp);
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .bits(underflow * T(1.01), overflow * T(1.01), 0.35)
       .around({overflow, underflow, normal, log_of_pow2<T>(lo), T(0)}, 16, 0.2)
       .multiples(mpfr_const_log2, -6, 1 << 16, 2, 0.1)  // k ln2/64: the table nodes
       .both_signs(L<T>::denorm_min(), T(0x1p-20), 0.1)
-      .uniform(T(-2), T(2), 0.1);
-  return {s.take(), {}, {}};
+      .uniform(T(-2), T(2), 0.1)
+      .inputs();
 }
 
 template <class T>
@@ -173,27 +133,25 @@ Inputs<T> gen_log(size_t n, uint64_t seed) {
     powers10.push_back(p);
     if (p >= T(1e22)) break;  // beyond 10^22 powers of ten are no longer exact
   }
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .bits(L<T>::denorm_min(), L<T>::max(), 0.35)
       .bits(T(0.5), T(2), 0.15)
       .around({T(1)}, 64, 0.1)
       .around(powers10, 2, 0.08)
       .bits(L<T>::denorm_min(), L<T>::min(), 0.07)
       .bits(T(1) / L<T>::max(), L<T>::max(), 0.1)
-      .bits(-L<T>::max(), T(0), 0.03);
-  return {s.take(), {}, {}};
+      .bits(-L<T>::max(), T(0), 0.03)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_log1p(size_t n, uint64_t seed) {
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .bits(T(-1), L<T>::max(), 0.3)
       .both_signs(L<T>::denorm_min(), T(0.5), 0.25)
       .around({T(-1), T(1)}, 64, 0.1)
-      .bits(T(-1), T(-0.5), 0.1);
-  return {s.take(), {}, {}};
+      .bits(T(-1), T(-0.5), 0.1)
+      .inputs();
 }
 
 template <class T>
@@ -201,181 +159,179 @@ Inputs<T> gen_trig(size_t n, uint64_t seed) {
   // Multiples of pi/2 up to 2^(digits/2 + 10): there the nearest T to k pi/2
   // still lands close to a zero or a pole of the function.
   const double kmax = std::ldexp(1.0, Format<T>::kDigits / 2 + 10);
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .both_signs(T(0x1p-8), T(0x1p10), 0.3)
       .multiples(mpfr_const_pi, -1, kmax, 3, 0.25)
       .multiples(mpfr_const_pi, -2, 64, 3, 0.05)  // pi/4: the octant boundaries
       .both_signs(L<T>::denorm_min(), T(0x1p-8), 0.1)
-      .both_signs(T(0x1p10), L<T>::max(), 0.15);
-  return {s.take(), {}, {}};
+      .both_signs(T(0x1p10), L<T>::max(), 0.15)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_degrees(size_t n, uint64_t seed) {
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .both_signs(T(0x1p-8), T(1e6), 0.35)
       .integers(-1e6, 1e6, 0, 0.1)
       .custom(0.15, [](std::mt19937_64& r) { return T(30) * T(static_cast<int64_t>(r() % 200001) - 100000); })
-      .both_signs(L<T>::denorm_min(), T(0x1p-8), 0.1);
-  return {s.take(), {}, {}};
+      .both_signs(L<T>::denorm_min(), T(0x1p-8), 0.1)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_sinh_cosh(size_t n, uint64_t seed) {
-  const T overflow = inverse_at_max<T>(mpfr_acosh);
-  Sampler<T> s(n, seed);
-  s.specials()
+  const T overflow = inverse_at<T>(mpfr_acosh, false);
+  return Sampler<T>(n, seed).specials()
       .both_signs(T(0x1p-10), overflow * T(1.01), 0.4)
       .around({overflow, -overflow}, 16, 0.1)
       .both_signs(L<T>::denorm_min(), T(0x1p-10), 0.15)
-      .uniform(T(-1), T(1), 0.1);
-  return {s.take(), {}, {}};
+      .uniform(T(-1), T(1), 0.1)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_tanh(size_t n, uint64_t seed) {
-  const T sat = saturation<T>(mpfr_atanh);
-  Sampler<T> s(n, seed);
-  s.specials()
+  const T sat = inverse_at<T>(mpfr_atanh, true);
+  return Sampler<T>(n, seed).specials()
       .both_signs(T(0x1p-10), sat * T(1.2), 0.45)
       .around({sat, -sat}, 16, 0.1)
-      .both_signs(L<T>::denorm_min(), T(0x1p-10), 0.15);
-  return {s.take(), {}, {}};
+      .both_signs(L<T>::denorm_min(), T(0x1p-10), 0.15)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_asin_acos(size_t n, uint64_t seed) {
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .bits(T(-1), T(1), 0.45)
       .around({T(1), T(-1), T(0.5), T(-0.5)}, 64, 0.2)
       .both_signs(L<T>::denorm_min(), T(0x1p-10), 0.1)
-      .both_signs(T(1), T(4), 0.03);
-  return {s.take(), {}, {}};
+      .both_signs(T(1), T(4), 0.03)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_atan(size_t n, uint64_t seed) {
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .both_signs(T(0x1p-10), T(0x1p10), 0.35)
       .around({T(1), T(-1)}, 64, 0.1)
       .both_signs(L<T>::denorm_min(), T(0x1p-10), 0.1)
-      .both_signs(T(0x1p10), L<T>::max(), 0.1);
-  return {s.take(), {}, {}};
+      .both_signs(T(0x1p10), L<T>::max(), 0.1)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_acosh(size_t n, uint64_t seed) {
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .bits(T(1), L<T>::max(), 0.35)
       .bits(T(1), T(2), 0.2)
       .around({T(1)}, 256, 0.15)
-      .bits(-L<T>::max(), T(1), 0.05);
-  return {s.take(), {}, {}};
+      .bits(-L<T>::max(), T(1), 0.05)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_atanh(size_t n, uint64_t seed) {
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .bits(T(-1), T(1), 0.4)
       .around({T(1), T(-1), T(0.5), T(-0.5)}, 64, 0.2)
       .both_signs(L<T>::denorm_min(), T(0x1p-10), 0.15)
-      .both_signs(T(1), T(4), 0.03);
-  return {s.take(), {}, {}};
+      .both_signs(T(1), T(4), 0.03)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_inv(size_t n, uint64_t seed) {
   // 1/x is subnormal above 2^-min_exp and overflows below 2^-max_exp-1.
   const T sub = std::ldexp(T(1), -Format<T>::kMinExp), over = std::ldexp(T(1), -Format<T>::kMaxExp - 1);
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .both_signs(T(0.5), T(2), 0.15)
       .around({T(1), T(2), T(3), sub, over, T(0.75)}, 8, 0.1)
       .both_signs(sub / 2, L<T>::max(), 0.1)
       .both_signs(L<T>::denorm_min(), over * 2, 0.1)
-      .integers(1, 1 << 20, 0, 0.05);
-  return {s.take(), {}, {}};
+      .integers(1, 1 << 20, 0, 0.05)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_sqrt(size_t n, uint64_t seed) {
-  Sampler<T> s(n, seed);
-  s.specials()
-      .bits(L<T>::denorm_min(), L<T>::max(), 0.45)
-      .bits(T(1), T(4), 0.15)
-      .around({T(1), T(2), T(4), T(0.5)}, 32, 0.1)
-      .bits(L<T>::denorm_min(), L<T>::min(), 0.1)
-      .custom(0.07, [](std::mt19937_64& r) {  // exact squares
+  return {Sampler<T>(n, seed)
+              .specials()
+              .bits(L<T>::denorm_min(), L<T>::max(), 0.45)
+              .bits(T(1), T(4), 0.15)
+              .around({T(1), T(2), T(4), T(0.5)}, 32, 0.1)
+              .bits(L<T>::denorm_min(), L<T>::min(), 0.1)
+              .custom(0.07, [](std::mt19937_64& r) {  // exact squares
         const T k = T(r() % (uint64_t{1} << (Format<T>::kDigits / 2)));
         return k * k;
       })
-      .bits(-L<T>::max(), T(0), 0.03);
-  return {s.take(), {}, {}};
+              .bits(-L<T>::max(), T(0), 0.03)
+              .take(),
+          {},
+          {}};
 }
 
 template <class T>
 Inputs<T> gen_erf(size_t n, uint64_t seed) {
-  const T sat = saturation<T>(ref_erfinv);
-  Sampler<T> s(n, seed);
-  s.specials()
+  const T sat = inverse_at<T>(ref_erfinv, true);
+  return Sampler<T>(n, seed).specials()
       .both_signs(T(0x1p-10), sat * T(1.1), 0.45)
       .around({sat, -sat, T(0.5), T(-0.5)}, 16, 0.1)
-      .both_signs(L<T>::denorm_min(), T(0x1p-10), 0.15);
-  return {s.take(), {}, {}};
+      .both_signs(L<T>::denorm_min(), T(0x1p-10), 0.15)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_erfc(size_t n, uint64_t seed) {
   // erfc underflows to zero near 27.2 (double) and 10.1 (float).
   const T under = sizeof(T) == 4 ? T(10.1) : T(27.3);
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .bits(T(-6), under, 0.45)
       .bits(under * T(0.9), under * T(1.05), 0.15)
       .around({T(0), T(0.5), T(-0.5)}, 16, 0.05)
-      .both_signs(L<T>::denorm_min(), T(0x1p-10), 0.1);
-  return {s.take(), {}, {}};
+      .both_signs(L<T>::denorm_min(), T(0x1p-10), 0.1)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_erfinv(size_t n, uint64_t seed) {
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .bits(T(-1), T(1), 0.4)
       .around({T(1), T(-1)}, 256, 0.15)
       .around({T(0.5), T(-0.5)}, 16, 0.05)
       .both_signs(L<T>::denorm_min(), T(0x1p-10), 0.15)
-      .both_signs(T(1), T(2), 0.03);
-  return {s.take(), {}, {}};
+      .both_signs(T(1), T(2), 0.03)
+      .inputs();
 }
 
 template <class T>
 Inputs<T> gen_rounding(size_t n, uint64_t seed) {
   const T big = std::ldexp(T(1), Format<T>::kDigits - 1);
-  Sampler<T> s(n, seed);
-  s.specials()
+  return Sampler<T>(n, seed).specials()
       .both_signs(T(0x1p-4), big * 4, 0.35)
       .integers(-1000, 1000, 2, 0.15)
       .custom(0.15, [](std::mt19937_64& r) { return T(static_cast<int64_t>(r() % 2001) - 1000) + T(0.5); })
       .around({big, -big, big / 2, -big / 2, T(0.5), T(-0.5)}, 4, 0.1)
-      .both_signs(L<T>::denorm_min(), T(0x1p-4), 0.05);
-  return {s.take(), {}, {}};
+      .both_signs(L<T>::denorm_min(), T(0x1p-4), 0.05)
+      .inputs();
 }
 
 // ---- Two-argument functions --------------------------------------------------
 
+namespace {
+
+// a and b from seeds seed and seed + 1: the specials, whole-range bit
+// patterns and a both-signs band [lo, hi].
+template <class T>
+Inputs<T> paired(size_t n, uint64_t seed, double whole, T lo, T hi, double share) {
+  auto one = [&](uint64_t s) { return Sampler<T>(n, s).specials().whole(whole).both_signs(lo, hi, share).take(); };
+  return {one(seed), one(seed + 1), {}};
+}
+
+}  // namespace
+
 template <class T>
 Inputs<T> gen_atan2(size_t n, uint64_t seed) {
-  Sampler<T> y(n, seed), x(n, seed + 1);
-  y.specials().whole(0.3).both_signs(T(0x1p-10), T(0x1p10), 0.4);
-  x.specials().whole(0.3).both_signs(T(0x1p-10), T(0x1p10), 0.4);
-  Inputs<T> in{y.take(), x.take(), {}};
+  Inputs<T> in = paired<T>(n, seed, 0.3, T(0x1p-10), T(0x1p10), 0.4);
   std::mt19937_64 r(seed + 2);
   for (size_t i = 0; i < n; i += 5) {  // near the diagonals and the axes
     switch (r() % 3) {
@@ -389,10 +345,7 @@ Inputs<T> gen_atan2(size_t n, uint64_t seed) {
 
 template <class T>
 Inputs<T> gen_div(size_t n, uint64_t seed) {
-  Sampler<T> a(n, seed), b(n, seed + 1);
-  a.specials().whole(0.5).both_signs(T(0.5), T(2), 0.2);
-  b.specials().whole(0.5).both_signs(T(0.5), T(2), 0.2);
-  Inputs<T> in{a.take(), b.take(), {}};
+  Inputs<T> in = paired<T>(n, seed, 0.5, T(0.5), T(2), 0.2);
   std::mt19937_64 r(seed + 2);
   std::uniform_int_distribution<int> e(-8, 8);
   for (size_t i = 0; i < n; i += 4) {  // quotients near the overflow and underflow limits
@@ -409,10 +362,7 @@ Inputs<T> gen_div(size_t n, uint64_t seed) {
 
 template <class T>
 Inputs<T> gen_hypot(size_t n, uint64_t seed) {
-  Sampler<T> a(n, seed), b(n, seed + 1);
-  a.specials().whole(0.4).both_signs(T(0x1p-10), T(0x1p10), 0.3);
-  b.specials().whole(0.4).both_signs(T(0x1p-10), T(0x1p10), 0.3);
-  Inputs<T> in{a.take(), b.take(), {}};
+  Inputs<T> in = paired<T>(n, seed, 0.4, T(0x1p-10), T(0x1p10), 0.3);
   std::mt19937_64 r(seed + 2);
   for (size_t i = 0; i < n; i += 4) {  // both huge, both tiny, comparable magnitudes
     const T m = (r() % 3 == 0) ? L<T>::max() / T(1 + r() % 3) : (r() & 1) ? L<T>::denorm_min() * T(1 + r() % 1000)
@@ -471,18 +421,17 @@ Inputs<T> gen_powx(size_t n, uint64_t seed) {
 
 namespace {
 
-template <class C, class T = typename PartOf<C>::type>
-std::vector<C> zip(const std::vector<T>& re, const std::vector<T>& im) {
-  std::vector<C> out(re.size());
-  for (size_t i = 0; i < re.size(); ++i) out[i] = C{re[i], im[i]};
-  return out;
-}
-
-// Axes, signed zeros, the unit circle and the cuts of the real axis.
-template <class C, class T = typename PartOf<C>::type>
-void complex_regions(std::vector<C>& z, uint64_t seed) {
-  std::mt19937_64 r(seed);
-  for (size_t i = 0; i < z.size(); i += 3) {
+// Parts from seeds seed and seed + 1, each the specials then re(sampler) or
+// im(sampler); then on every third element an axis, a signed zero, the unit
+// circle or the cuts of the real axis.
+template <class C, class T = typename PartOf<C>::type, class Re, class Im>
+Inputs<C> complex_inputs(size_t n, uint64_t seed, Re re, Im im) {
+  Sampler<T> sr(n, seed), si(n, seed + 1);
+  const std::vector<T> x = re(sr.specials()).take(), y = im(si.specials()).take();
+  std::vector<C> z(n);
+  for (size_t i = 0; i < n; ++i) z[i] = C{x[i], y[i]};
+  std::mt19937_64 r(seed + 2);
+  for (size_t i = 0; i < n; i += 3) {
     switch (r() % 6) {
       case 0: z[i].im = (r() & 1) ? T(0) : -T(0); break;
       case 1: z[i].re = (r() & 1) ? T(0) : -T(0); break;
@@ -496,31 +445,22 @@ void complex_regions(std::vector<C>& z, uint64_t seed) {
       default: z[i] = C{T((r() & 1) ? 1 : -1), std::ldexp(T(1), -static_cast<int>(r() % 40))}; break;
     }
   }
+  return {z, {}, {}};
 }
 
 }  // namespace
 
 template <class C>
-Inputs<C> gen_complex(size_t n, uint64_t seed) {
-  using T = typename PartOf<C>::type;
-  Sampler<T> re(n, seed), im(n, seed + 1);
-  re.specials().both_signs(T(0x1p-8), T(0x1p6), 0.7).both_signs(L<T>::denorm_min(), T(0x1p-8), 0.1);
-  im.specials().both_signs(T(0x1p-8), T(0x1p6), 0.7).both_signs(L<T>::denorm_min(), T(0x1p-8), 0.1);
-  Inputs<C> in{zip<C>(re.take(), im.take()), {}, {}};
-  complex_regions(in.a, seed + 2);
-  return in;
-}
-
-template <class C>
 Inputs<C> gen_complex_exp(size_t n, uint64_t seed) {
   using T = typename PartOf<C>::type;
   const T over = log_of_pow2<T>(Format<T>::kMaxExp + 1) * T(1.05);
-  Sampler<T> re(n, seed), im(n, seed + 1);
-  re.specials().both_signs(T(0x1p-8), over, 0.6).both_signs(L<T>::denorm_min(), T(0x1p-8), 0.1).whole(0.1);
-  im.specials().both_signs(T(0x1p-8), T(0x1p8), 0.5).multiples(mpfr_const_pi, -1, 1 << 12, 2, 0.2).whole(0.1);
-  Inputs<C> in{zip<C>(re.take(), im.take()), {}, {}};
-  complex_regions(in.a, seed + 2);
-  return in;
+  auto re = [&](Sampler<T>& s) -> auto& {
+    return s.both_signs(T(0x1p-8), over, 0.6).both_signs(L<T>::denorm_min(), T(0x1p-8), 0.1).whole(0.1);
+  };
+  auto im = [](Sampler<T>& s) -> auto& {
+    return s.both_signs(T(0x1p-8), T(0x1p8), 0.5).multiples(mpfr_const_pi, -1, 1 << 12, 2, 0.2).whole(0.1);
+  };
+  return complex_inputs<C>(n, seed, re, im);
 }
 
 template <class C>
@@ -533,18 +473,19 @@ Inputs<C> gen_complex_trig(size_t n, uint64_t seed) {
 template <class C>
 Inputs<C> gen_complex_log(size_t n, uint64_t seed) {
   using T = typename PartOf<C>::type;
-  Sampler<T> re(n, seed), im(n, seed + 1);
-  re.specials().whole(0.4).both_signs(T(0x1p-8), T(0x1p8), 0.4).around({T(1), T(-1)}, 16, 0.1);
-  im.specials().whole(0.4).both_signs(T(0x1p-8), T(0x1p8), 0.4).around({T(1), T(-1)}, 16, 0.1);
-  Inputs<C> in{zip<C>(re.take(), im.take()), {}, {}};
-  complex_regions(in.a, seed + 2);
-  return in;
+  auto part = [](Sampler<T>& s) -> auto& {
+    return s.whole(0.4).both_signs(T(0x1p-8), T(0x1p8), 0.4).around({T(1), T(-1)}, 16, 0.1);
+  };
+  return complex_inputs<C>(n, seed, part, part);
 }
 
 template <class C>
 Inputs<C> gen_complex_pow(size_t n, uint64_t seed) {
   using T = typename PartOf<C>::type;
-  Inputs<C> in = gen_complex<C>(n, seed);
+  auto moderate = [](Sampler<T>& s) -> auto& {
+    return s.both_signs(T(0x1p-8), T(0x1p6), 0.7).both_signs(L<T>::denorm_min(), T(0x1p-8), 0.1);
+  };
+  Inputs<C> in = complex_inputs<C>(n, seed, moderate, moderate);
   Sampler<T> re(n, seed + 3), im(n, seed + 4);
   // Exponents keep the exact angle of every result below 2^10 radians, the
   // range where the power's accuracy is guaranteed: |Im y| <= 1 with
@@ -557,18 +498,14 @@ Inputs<C> gen_complex_pow(size_t n, uint64_t seed) {
   };
   re.custom(0.1, special).uniform(T(-8), T(8), 0.6).integers(-8, 8, 0, 0.3);
   im.custom(0.1, special).uniform(T(-1), T(1), 0.6).custom(0.3, [](std::mt19937_64&) { return T(0); });
-  in.b = zip<C>(re.take(), im.take());
+  const std::vector<T> x = re.take(), y = im.take();
+  for (size_t i = 0; i < n; ++i) in.b.push_back(C{x[i], y[i]});
   in.scalars = {C{T(0.5), T(0)}, C{T(2), T(0)}, C{T(-1.5), T(0.25)}, C{T(0), T(1)}, C{T(3), T(-2)}};
   return in;
 }
 
 // ---- The designs in the order of kelcat::Sample ------------------------------------
 
-#define KELACC_REAL_DESIGNS(X, T)                                                                                 \
-  X(exp, T) X(log, T) X(log1p, T) X(trig, T) X(degrees, T) X(sinh_cosh, T) X(tanh, T) X(asin_acos, T) X(atan, T) \
-  X(acosh, T) X(atanh, T) X(inv, T) X(sqrt, T) X(erf, T) X(erfc, T) X(erfinv, T) X(rounding, T) X(atan2, T)     \
-  X(div, T) X(hypot, T) X(pow, T) X(powx, T)
-#define KELACC_COMPLEX_DESIGNS(X, C) X(complex_exp, C) X(complex_trig, C) X(complex_log, C) X(complex_pow, C)
 #define KELACC_ADDRESS(name, T) gen_##name<T>,
 #define KELACC_INSTANTIATE(name, T) template Inputs<T> gen_##name<T>(size_t, uint64_t);
 
@@ -593,8 +530,6 @@ KELACC_REAL_DESIGNS(KELACC_INSTANTIATE, double)
 KELACC_REAL_DESIGNS(KELACC_INSTANTIATE, long double)
 KELACC_COMPLEX_DESIGNS(KELACC_INSTANTIATE, Kel32fc)
 KELACC_COMPLEX_DESIGNS(KELACC_INSTANTIATE, Kel64fc)
-template Inputs<Kel32fc> gen_complex<Kel32fc>(size_t, uint64_t);
-template Inputs<Kel64fc> gen_complex<Kel64fc>(size_t, uint64_t);
 template Generator<float> generator<float>(kelcat::Sample);
 template Generator<double> generator<double>(kelcat::Sample);
 template Generator<long double> generator<long double>(kelcat::Sample);

@@ -6,7 +6,7 @@
 #include <mpfr.h>
 
 #include <cstdint>
-#include <initializer_list>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -33,14 +33,15 @@ class Sampler {
  public:
   Sampler(size_t n, uint64_t seed) : n_(n), rng_(seed) {}
 
-  // Random bit patterns of every finite value, both signs.
-  Sampler& whole(double share);
-  // Random bit patterns in [lo, hi]; signed(): the same in [-hi, -lo] too.
-  Sampler& bits(T lo, T hi, double share);
-  Sampler& both_signs(T lo, T hi, double share);
-  Sampler& uniform(T lo, T hi, double share);
+  // Random bit patterns in [lo, hi] (whole: every finite value); both_signs:
+  // the same, each negated or not; uniform: random values in [lo, hi].
+  Sampler& bits(T lo, T hi, double share) { return add(random_bits_in<T>(lo, hi, count(share), rng_()), false); }
+  Sampler& whole(double share) { return bits(-std::numeric_limits<T>::max(), std::numeric_limits<T>::max(), share); }
+  Sampler& both_signs(T lo, T hi, double share) {
+    return add(random_bits_in<T>(lo, hi, count(share), rng_()), true);
+  }
+  Sampler& uniform(T lo, T hi, double share) { return add(random_uniform<T>(lo, hi, count(share), rng_()), false); }
   // Each point (rounded to T) and its neighbours within +-ulps.
-  Sampler& around(std::initializer_list<T> points, int ulps, double share);
   Sampler& around(const std::vector<T>& points, int ulps, double share);
   // k * c * 2^scale_exp rounded to T (c an MPFR constant, |k| log-uniform in
   // [1, kmax]) and neighbours within +-ulps.
@@ -58,9 +59,13 @@ class Sampler {
   }
 
   std::vector<T> take();
-  std::mt19937_64& rng() { return rng_; }
+  Inputs<T> inputs() { return {take(), {}, {}}; }
 
  private:
+  Sampler& add(const std::vector<T>& xs, bool random_sign) {
+    for (T x : xs) out_.push_back(random_sign && (rng_() & 1) ? -x : x);
+    return *this;
+  }
   size_t count(double share) const { return static_cast<size_t>(share * n_ + 0.5); }
   T step(T x, int ulps) const;
   int offset(int ulps);
@@ -73,46 +78,26 @@ class Sampler {
 // x rounded to T, the exact value being given by an MPFR computation.
 template <class T, class F>
 T rounded(F f) {
-  mpfr_t r;
-  mpfr_init2(r, kExactBits);
-  f(r);
-  const T out = correctly_rounded<T>(r);
-  mpfr_clear(r);
-  return out;
+  Mpfr r;
+  f(r.v);
+  return correctly_rounded<T>(r.v);
 }
 
-// Generators of the real families (T = float, double) and of the long-double
-// kernels (T = long double).  Binary functions fill a and b.
-template <class T> Inputs<T> gen_exp(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_log(size_t n, uint64_t seed);     // Ln, Log10 (powers of ten)
-template <class T> Inputs<T> gen_log1p(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_trig(size_t n, uint64_t seed);    // Sin, Cos, Tan, SinCos
-template <class T> Inputs<T> gen_degrees(size_t n, uint64_t seed); // sind, cosd
-template <class T> Inputs<T> gen_sinh_cosh(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_tanh(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_asin_acos(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_atan(size_t n, uint64_t seed);    // Atan, Asinh, Cbrt
-template <class T> Inputs<T> gen_acosh(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_atanh(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_inv(size_t n, uint64_t seed);     // Inv, InvCbrt
-template <class T> Inputs<T> gen_sqrt(size_t n, uint64_t seed);    // Sqrt, InvSqrt
-template <class T> Inputs<T> gen_erf(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_erfc(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_erfinv(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_rounding(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_atan2(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_div(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_hypot(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_pow(size_t n, uint64_t seed);
-template <class T> Inputs<T> gen_powx(size_t n, uint64_t seed);   // a and scalars
-
-// Complex arguments: parts from random bits, plus axes, signed zeros, the unit
-// circle, the cuts and the overflow region.
-template <class C> Inputs<C> gen_complex(size_t n, uint64_t seed);      // moderate range
-template <class C> Inputs<C> gen_complex_exp(size_t n, uint64_t seed);  // Exp, Sinh, Cosh, Tanh (large real parts)
-template <class C> Inputs<C> gen_complex_trig(size_t n, uint64_t seed); // Sin, Cos, Tan: the same, parts swapped
-template <class C> Inputs<C> gen_complex_log(size_t n, uint64_t seed);  // Ln, Log10, Sqrt, inverses (whole range)
-template <class C> Inputs<C> gen_complex_pow(size_t n, uint64_t seed);  // Pow (a, b), Powx (a, scalars)
+// The generators of the catalogue's input designs, in the order of
+// kelcat::Sample: real ones for float, double and the long-double kernels
+// (two-argument designs fill a and b; powx fills a and scalars), complex ones
+// for Kel32fc and Kel64fc (complex_pow: Pow's a and b, Powx's a and scalars).
+#define KELACC_REAL_DESIGNS(X, T)                                                                                 \
+  X(exp, T) X(log, T) X(log1p, T) X(trig, T) X(degrees, T) X(sinh_cosh, T) X(tanh, T) X(asin_acos, T) X(atan, T) \
+  X(acosh, T) X(atanh, T) X(inv, T) X(sqrt, T) X(erf, T) X(erfc, T) X(erfinv, T) X(rounding, T) X(atan2, T)     \
+  X(div, T) X(hypot, T) X(pow, T) X(powx, T)
+#define KELACC_COMPLEX_DESIGNS(X, C) X(complex_exp, C) X(complex_trig, C) X(complex_log, C) X(complex_pow, C)
+#define KELACC_DECLARE(name, T) \
+  template <class T>            \
+  Inputs<T> gen_##name(size_t n, uint64_t seed);
+KELACC_REAL_DESIGNS(KELACC_DECLARE, T)
+KELACC_COMPLEX_DESIGNS(KELACC_DECLARE, T)
+#undef KELACC_DECLARE
 
 // The generator of one of the catalogue's input designs (T real, long double
 // or complex); nullptr for a design of the other kind.

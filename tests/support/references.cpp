@@ -21,18 +21,10 @@ int ref_invsqrt(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd) {
 int ref_invcbrt(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd) { return mpfr_rootn_si(r, x, -3, rnd); }
 
 int ref_erfinv(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd) {
-  if (mpfr_nan_p(x)) {
-    mpfr_set_nan(r);
-    return 0;
-  }
   if (mpfr_zero_p(x)) return mpfr_set(r, x, rnd);
-  const int c = mpfr_cmpabs_ui(x, 1);
-  if (c > 0) {
-    mpfr_set_nan(r);
-    return 0;
-  }
-  if (c == 0) {
-    mpfr_set_inf(r, mpfr_sgn(x));
+  const int c = mpfr_nan_p(x) ? 1 : mpfr_cmpabs_ui(x, 1);
+  if (c >= 0) {
+    c ? mpfr_set_nan(r) : mpfr_set_inf(r, mpfr_sgn(x));
     return 0;
   }
   const mpfr_prec_t full = mpfr_get_prec(r) + 64;
@@ -260,30 +252,28 @@ const KernelFunction* find_kernel(std::string_view name) { return find_in(kernel
 
 namespace {
 
-// One member of a real or complex family (F is RealFunction or ComplexFunction).
+// One member of a family (F a RealFunction, ComplexFunction or KernelFunction;
+// T its element type).
 template <class T, class F>
 Summary sample_member(const F& f, AnyFunction fn, size_t n, uint64_t seed) {
+  constexpr bool kernel = std::is_same_v<F, KernelFunction>;
   Inputs<T> in;
-  if constexpr (sizeof(typename PartOf<T>::type) == 4) in = f.gen32(n, seed);
+  if constexpr (kernel) in = f.gen(n, seed);
+  else if constexpr (sizeof(typename PartOf<T>::type) == 4) in = f.gen32(n, seed);
   else in = f.gen64(n, seed);
+  using Unary = std::conditional_t<kernel, KernelUnary, VectorUnary<T>>;
+  using Binary = std::conditional_t<kernel, KernelBinary, VectorBinary<T>>;
   switch (f.shape) {
-    case Shape::unary: return sample<T>(reinterpret_cast<VectorUnary<T>>(fn), f.ref, in);
-    case Shape::binary: return sample<T>(reinterpret_cast<VectorBinary<T>>(fn), f.ref2, in);
-    case Shape::scalar: return sample<T>(reinterpret_cast<VectorScalar<T>>(fn), f.ref2, in);
+    case Shape::unary: return sample(reinterpret_cast<Unary>(fn), f.ref, in);
+    case Shape::binary: return sample(reinterpret_cast<Binary>(fn), f.ref2, in);
+    case Shape::scalar:
+      if constexpr (!kernel) return sample(reinterpret_cast<VectorScalar<T>>(fn), f.ref2, in);
+      break;
     case Shape::two:
-      if constexpr (std::is_same_v<F, RealFunction>)
-        return sample<T>(reinterpret_cast<VectorTwo<T>>(fn), TwoRefs{f.ref, f.second}, in);
-  }
-  return {};
-}
-
-Summary sample_kernel(const KernelFunction& k, AnyFunction fn, size_t n, uint64_t seed) {
-  const Inputs<long double> in = k.gen(n, seed);
-  switch (k.shape) {
-    case Shape::unary: return sample(reinterpret_cast<KernelUnary>(fn), k.ref, in);
-    case Shape::binary: return sample(reinterpret_cast<KernelBinary>(fn), k.ref2, in);
-    case Shape::two: return sample(reinterpret_cast<KernelTwo>(fn), TwoRefs{k.ref, k.second}, in);
-    case Shape::scalar: break;
+      if constexpr (!std::is_same_v<F, ComplexFunction>) {
+        using Two = std::conditional_t<kernel, KernelTwo, VectorTwo<T>>;
+        return sample(reinterpret_cast<Two>(fn), TwoRefs{f.ref, f.second}, in);
+      }
   }
   return {};
 }
@@ -301,7 +291,7 @@ bool sample_registered(const std::string& name, AnyFunction fn, size_t n, uint64
       case kelcat::Elem::f64: *out = sample_member<double>(*find_real(family), fn, n, seed); break;
       case kelcat::Elem::c32: *out = sample_member<Kel32fc>(*find_complex(family), fn, n, seed); break;
       case kelcat::Elem::c64: *out = sample_member<Kel64fc>(*find_complex(family), fn, n, seed); break;
-      case kelcat::Elem::f80: *out = sample_kernel(*find_kernel(family), fn, n, seed); break;
+      case kelcat::Elem::f80: *out = sample_member<long double>(*find_kernel(family), fn, n, seed); break;
     }
     return true;
   }

@@ -90,48 +90,39 @@ struct ExportedName {
 };
 std::vector<ExportedName> exported_names();
 
-// Runs fn over generated inputs against a reference, the overload chosen by
-// the shape of fn; the scalar shape splits the inputs among in.scalars.
+// Runs fn over generated inputs against a reference (TwoRefs for a function
+// of two results), the measure chosen by the shape of fn; the scalar shape
+// splits the inputs among in.scalars.
 struct TwoRefs {
   MpfrUnary first, second;
 };
-template <class T, class Fn, class Ref>
-Summary sample_scalars(Fn fn, Ref ref, const Inputs<T>& in) {
-  Summary s;
-  const size_t m = in.scalars.size(), n = in.a.size();
-  for (size_t j = 0; j < m; ++j) {
-    const std::vector<T> part(in.a.begin() + n * j / m, in.a.begin() + n * (j + 1) / m);
-    if constexpr (std::is_same_v<Ref, MpcBinary>) s.merge(measure_complex_scalar<T>(fn, ref, part, in.scalars[j]));
-    else s.merge(measure_scalar<T>(fn, ref, part, in.scalars[j]));
+template <class Fn, class Ref, class T>
+Summary sample(Fn fn, Ref ref, const Inputs<T>& in) {
+  constexpr bool binary = std::is_same_v<Fn, VectorBinary<T>> || std::is_same_v<Fn, KernelBinary>;
+  constexpr bool two = std::is_same_v<Ref, TwoRefs>, complex = !std::is_floating_point_v<T>;
+  if constexpr (std::is_same_v<Fn, VectorScalar<T>>) {
+    Summary s;
+    const size_t m = in.scalars.size(), n = in.a.size();
+    for (size_t j = 0; j < m; ++j) {
+      const std::vector<T> part(in.a.begin() + n * j / m, in.a.begin() + n * (j + 1) / m);
+      if constexpr (complex) s.merge(measure_complex_scalar<T>(fn, ref, part, in.scalars[j]));
+      else s.merge(measure_scalar<T>(fn, ref, part, in.scalars[j]));
+    }
+    return s;
+  } else if constexpr (std::is_same_v<T, long double>) {
+    if constexpr (binary) return measure_kernel(fn, ref, in.a, in.b);
+    else if constexpr (two) return measure_kernel(fn, ref.first, ref.second, in.a);
+    else return measure_kernel(fn, ref, in.a);
+  } else if constexpr (complex) {
+    if constexpr (binary) return measure_complex<T>(fn, ref, in.a, in.b);
+    else return measure_complex<T>(fn, ref, in.a);
+  } else if constexpr (binary) {
+    return measure<T>(fn, ref, in.a, in.b);
+  } else if constexpr (two) {
+    return measure_two<T>(fn, ref.first, ref.second, in.a);
+  } else {
+    return measure<T>(fn, ref, in.a);
   }
-  return s;
-}
-template <class T>
-Summary sample(VectorUnary<T> fn, MpfrUnary ref, const Inputs<T>& in) { return measure<T>(fn, ref, in.a); }
-template <class T>
-Summary sample(VectorBinary<T> fn, MpfrBinary ref, const Inputs<T>& in) { return measure<T>(fn, ref, in.a, in.b); }
-template <class T>
-Summary sample(VectorScalar<T> fn, MpfrBinary ref, const Inputs<T>& in) { return sample_scalars<T>(fn, ref, in); }
-template <class T>
-Summary sample(VectorTwo<T> fn, TwoRefs ref, const Inputs<T>& in) {
-  return measure_two<T>(fn, ref.first, ref.second, in.a);
-}
-template <class C>
-Summary sample(VectorUnary<C> fn, MpcUnary ref, const Inputs<C>& in) { return measure_complex<C>(fn, ref, in.a); }
-template <class C>
-Summary sample(VectorBinary<C> fn, MpcBinary ref, const Inputs<C>& in) {
-  return measure_complex<C>(fn, ref, in.a, in.b);
-}
-template <class C>
-Summary sample(VectorScalar<C> fn, MpcBinary ref, const Inputs<C>& in) { return sample_scalars<C>(fn, ref, in); }
-inline Summary sample(KernelUnary fn, MpfrUnary ref, const Inputs<long double>& in) {
-  return measure_kernel(fn, ref, in.a);
-}
-inline Summary sample(KernelBinary fn, MpfrBinary ref, const Inputs<long double>& in) {
-  return measure_kernel(fn, ref, in.a, in.b);
-}
-inline Summary sample(KernelTwo fn, TwoRefs ref, const Inputs<long double>& in) {
-  return measure_kernel(fn, ref.first, ref.second, in.a);
 }
 
 // Samples the exported function `name` (fn is its address, from dlsym or a
