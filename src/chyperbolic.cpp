@@ -7,10 +7,11 @@
 //                  (Kahan's (b s rho + i t) / (1 + b s^2) with t = tan y,
 //                  b = 1 + t^2 = 1/cos^2 y, multiplied through by cos^2 y)
 //
-// sinh x and cosh x come from one exponential (kel::ld::sinh_cosh), cos y and
-// sin y from orxsincosl_scalar, which reduces any double exactly; all are good
-// to a few ulp of the 64-bit significand, so each part is within
-// 0.5 + 2^-9 ulp of double before its one rounding.  The extended exponent
+// sinh x and cosh x come from kel::cfast::sinh_cosh (a short series below
+// |x| = 1/2, one exponential beyond), cos y and sin y from kel::cfast::sin_cos
+// (a short reduction and table for |y| < 2^20, the exact reduction of
+// orxsincosl_scalar beyond); all are good to 2^-62 relative or better, so
+// each part is within 0.5 + 2^-8 ulp of double before its one rounding.  The extended exponent
 // range holds cosh x up to |x| = 11356, so parts that are finite doubles (say
 // cosh 715 times a small sin y) never overflow on the way: e^|x| needs no
 // scaling until it overflows the extended range itself, and then every
@@ -36,6 +37,7 @@
 // the sign of x times y on the infinity, as MPC gives it (even, but the one
 // case where conjugation does not commute).  A nonzero subnormal part raises
 // underflow.
+#include "cfast.h"
 #include "complex.h"
 #include "complex_bits.h"
 #include "hyperbolicl.h"
@@ -81,18 +83,17 @@ Kel64fc cosh_sinh(Kel64fc z) {
   }
   if (is_zero(y)) {
     // cosh(x +- i0) = (cosh x, +-0 sinh x), sinh(x +- i0) = (sinh x, +-0).
-    const kel::ld::SinhCosh h = kel::ld::sinh_cosh(x);
+    const kel::ld::SinhCosh h = kel::cfast::sinh_cosh(x);
     if (Sinh) return finish(h.sinh, y);
     return finish(h.cosh, signed_zero(is_negative(x) != is_negative(y)));
   }
   if (__builtin_expect(is_nan(x), 0)) return finish(x, x);
   // x finite or infinite (sinh_cosh gives +-inf, +inf), y finite nonzero, so
   // sin y and cos y are nonzero and no infinity meets a zero.
-  const kel::ld::SinhCosh h = kel::ld::sinh_cosh(x);
-  long double sn, cs;
-  orxsincosl_scalar(y, &sn, &cs);
-  if (Sinh) return finish(h.sinh * cs, h.cosh * sn);
-  return finish(h.cosh * cs, h.sinh * sn);
+  const kel::ld::SinhCosh h = kel::cfast::sinh_cosh(x);
+  const kel::cfast::SinCos t = kel::cfast::sin_cos(y);
+  if (Sinh) return finish(h.sinh * t.cos, h.cosh * t.sin);
+  return finish(h.cosh * t.cos, h.sinh * t.sin);
 }
 
 Kel64fc tanh_kernel(Kel64fc z) {
@@ -114,14 +115,14 @@ Kel64fc tanh_kernel(Kel64fc z) {
     const long double nan = is_nan(x) ? static_cast<long double>(x) + y : static_cast<long double>(y) - y;
     return finish(nan, nan);
   }
-  long double sn, cs;
-  orxsincosl_scalar(y, &sn, &cs);
+  const kel::cfast::SinCos t = kel::cfast::sin_cos(y);
+  const long double sn = t.sin, cs = t.cos;
   if (kel::Format<double>::biased_exponent(x) >= 0x403 && __builtin_fabs(x) >= kTanhSaturation) {  // |x| >= 23
     const long double re = kel::opaque(1.0L) - 0x1p-100L;  // 1, inexact
     const long double e = orxexpl_scalar(-2.0L * __builtin_fabs(x));
     return finish(is_negative(x) ? -re : re, 4.0L * (sn * cs) * e);
   }
-  const kel::ld::SinhCosh h = kel::ld::sinh_cosh(x);
+  const kel::ld::SinhCosh h = kel::cfast::sinh_cosh(x);
   const long double inv = 1.0L / (h.sinh * h.sinh + cs * cs);
   return finish((h.sinh * h.cosh) * inv, (sn * cs) * inv);
 }
