@@ -1,13 +1,66 @@
 // Short kernels for the moderate arguments of the complex circular,
-// hyperbolic and power functions (cfast.cpp).  They trade the last bits of
-// the exported long-double kernels (0.51 ulp of the 64-bit significand) for
-// speed: each is good to about 2^-62 relative, which still leaves a double
-// result within 0.5 + 2^-9 ulp before its one rounding, and each hands the
-// arguments it is not built for to the exact exported kernel.  Both run
+// hyperbolic and power functions, inline in their callers.  They trade the
+// last bits of the exported long-double kernels (0.51 ulp of the 64-bit
+// significand) for speed: each is good to about 2^-62 relative, which still
+// leaves a double result within 0.5 + 2^-8 ulp before its one rounding, and
+// each hands the arguments it is not built for to the exact kernel.  Both run
 // under the caller's 64-bit precision with rounding to nearest.
+//
+// sin_cos: for 2^-32 <= |x| < 2^20, x = k pi/2 + r by a three-piece
+// Cody-Waite reduction (pi/2 = P1 + P2 + P3, 44 bits each, so k Pi is exact
+// for |k| < 2^20 and |x| - k P1 is exact); the absolute error of r is below
+// 2^-87, so r keeps a relative error below 2^-64 + 2^-67 as long as
+// |r| >= 2^-20, and the rare arguments closer to a multiple of pi/2 go to
+// orxsincosl_scalar.  Then |r| = j/64 + u with |u| <= 1/128 (u exact) and
+//   sin r = S_j + C_j u + (S_j (cos u - 1) + C_j (sin u - u)),
+//   cos r = C_j - S_j u + (C_j (cos u - 1) - S_j (sin u - u)),
+// with S_j, C_j the head + tail table of the exported kernel and Taylor
+// polynomials through u^7 and u^6 (truncation below 2^-71).  The only large
+// rounding errors are those of C_j u (or S_j u) and of the final sum, each
+// below 2^-64 of the result: relative error below 2^-62 in all.
+//
+// sinh_cosh: for 2^-32 <= a = |x| < 1/2, the Taylor series
+//   sinh a = a + a^3 (1/3! + a^2/5! + ... + a^14/17!),
+//   cosh a = 1 + a^2 (1/2! + a^2/4! + ... + a^14/16!),
+// truncated below 2^-70, each sum of positive terms evaluated by Estrin's
+// scheme in a^2, a^4, a^8 (depth 4 instead of 8).  Only 1/3! needs more than
+// a double (its term reaches 2^-4.6 of sinh a); every other coefficient's
+// term is below 2^-12 of the result.  Relative error below 2^-63.
 #pragma once
 
+#include "api.h"
+#include "fp.h"
 #include "hyperbolicl.h"
+#include "sincosl_data.h"
+#include "x87.h"
+
+namespace kel::cfast::detail {
+
+inline constexpr double kShifter52 = 0x1.8p52;  // 1.5 * 2^52: a double sum with it is an integer
+inline constexpr long double kPio4 = 0x1.921fb54442d18469898cc51701b8p-1L;
+inline constexpr long double kSmallestR = 0x1p-20L;
+
+// 1/n! rounded to double: the terms they scale are below 2^-23 of the
+// result, so the 2^-54 relative error of a double coefficient stays below
+// 2^-77 (long-double constants would cost an 80-bit load each).
+constexpr double inv_factorial(int n) {
+  long double f = 1;
+  for (int k = 2; k <= n; ++k) f *= k;
+  return static_cast<double>(1.0L / f);
+}
+// sin u - u = u^3 (kSin[0] + kSin[1] u^2 + kSin[2] u^4), cos u - 1 = u^2 (kCos[0] + ...).
+inline constexpr double kSin[3] = {-inv_factorial(3), inv_factorial(5), -inv_factorial(7)};
+inline constexpr double kCos[3] = {-inv_factorial(2), inv_factorial(4), -inv_factorial(6)};
+
+// sinh a - a = a^3 (kSinh0 + kSinh[0] a^2 + ... + kSinh[6] a^14),
+// cosh a - 1 = a^2 (kCosh[0] + kCosh[1] a^2 + ... + kCosh[7] a^14).
+inline constexpr long double kSinh0 = 1.0L / 6;
+inline constexpr double kSinh[7] = {inv_factorial(5),  inv_factorial(7),  inv_factorial(9), inv_factorial(11),
+                                    inv_factorial(13), inv_factorial(15), inv_factorial(17)};
+inline constexpr double kCosh[8] = {inv_factorial(2),  inv_factorial(4),  inv_factorial(6),  inv_factorial(8),
+                                    inv_factorial(10), inv_factorial(12), inv_factorial(14), inv_factorial(16)};
+
+}  // namespace kel::cfast::detail
 
 namespace kel::cfast {
 
@@ -15,12 +68,84 @@ struct SinCos {
   long double sin, cos;
 };
 
+// The exact kernel, out of line: the arguments the short path leaves.
+[[gnu::noinline]] inline SinCos exact_sin_cos(long double x) {
+  SinCos v;
+  orxsincosl_scalar(x, &v.sin, &v.cos);
+  return v;
+}
+
 // sin x and cos x; relative error below 2^-62 for 2^-32 <= |x| < 2^20,
-// orxsincosl_scalar's result elsewhere.
-SinCos sin_cos(long double x);
+// orxsincosl_scalar's result elsewhere.  T is double or long double: the
+// range test reads x's own bits (a long double is stored once to read them).
+template <class T>
+[[gnu::always_inline]] inline SinCos sin_cos(T x) {
+  using namespace detail;
+  const kel::sincosl_data::Tables& t = kel::sincosl_data::kTables;
+  // |x| < 2^-32 (flags of a tiny argument), |x| >= 2^20, inf, NaN, unnormals.
+  bool moderate;
+  if constexpr (sizeof(T) == sizeof(double)) {
+    const int e = Format<double>::biased_exponent(x);
+    moderate = e >= 1023 - 32 && e < 1023 + 20;
+  } else {
+    const LdBits f = Ld::bits(x);
+    const uint32_t e = f.se & Ld::kExponentMask;
+    moderate = e >= Ld::kBias - 32 && e < Ld::kBias + 20 && !Ld::is_unnormal(f);
+  }
+  if (__builtin_expect(!moderate, 0)) return exact_sin_cos(x);
+
+  // Integers are taken from the bits of a value rounded to double by one
+  // store (v + 1.5 * 2^52 lands on an integer there); the quotient need
+  // only be within 1 of the nearest integer for the steps below.
+  const long double ax = __builtin_fabsl(x);
+  long double r = ax;
+  uint32_t q = 0;
+  if (ax > kPio4) {
+    const uint64_t kb = bits_rounded_to_double(ax * t.two_over_pi + kShifter52);
+    const long double k = double_from_bits(kb) - kShifter52;
+    q = static_cast<uint32_t>(kb) & 3;
+    r = (ax - k * t.pio2_cw[0]) - (k * t.pio2_cw[1] + k * t.pio2_cw[2]);
+    if (__builtin_expect(__builtin_fabsl(r) < kSmallestR, 0)) return exact_sin_cos(x);
+  }
+  const bool rneg = r < 0;
+  const long double ar = __builtin_fabsl(r);
+  const uint64_t jb = bits_rounded_to_double(ar * 64 + kShifter52);
+  // ar <= pi/4 + 2^-60 puts j in [0, 50]; the clamp only guards the table
+  // read under a directed rounding the kernels are not built for.
+  constexpr uint32_t kLastRow = sizeof t.rows / sizeof t.rows[0] - 1;
+  uint32_t j = static_cast<uint32_t>(jb) & 63;
+  if (__builtin_expect(j > kLastRow, 0)) j = kLastRow;
+  // Exact (Sterbenz), |u| <= 1/128 + 2^-17.
+  const long double u = ar - (double_from_bits(jb) - kShifter52) * 0x1p-6L;
+  const long double u2 = u * u;
+  const long double ps = (u * u2) * (kSin[0] + u2 * (kSin[1] + u2 * kSin[2]));
+  const long double pc = u2 * (kCos[0] + u2 * (kCos[1] + u2 * kCos[2]));
+  const kel::sincosl_data::Row& w = t.rows[j];
+  const long double s = w.sin_hi + (w.cos_hi * u + ((w.sin_lo + w.cos_lo * u) + (w.sin_hi * pc + w.cos_hi * ps)));
+  const long double c = w.cos_hi - (w.sin_hi * u - ((w.cos_lo - w.sin_lo * u) + (w.cos_hi * pc - w.sin_hi * ps)));
+
+  // sin x = sin r, cos r, -sin r, -cos r for k = 0..3 (then x's sign);
+  // cos x = cos r, -sin r, -cos r, sin r.
+  const long double sr = rneg ? -s : s;
+  long double sn = q & 1 ? c : sr, cs = q & 1 ? sr : c;
+  if (((q & 2) != 0) != (x < 0)) sn = -sn;
+  if ((q + 1) & 2) cs = -cs;
+  return {sn, cs};
+}
 
 // sinh x and cosh x; relative error below 2^-62 for 2^-32 <= |x| < 1/2,
 // kel::ld::sinh_cosh's result elsewhere.
-ld::SinhCosh sinh_cosh(double x);
+inline ld::SinhCosh sinh_cosh(double x) {
+  using namespace detail;
+  const int e = Format<double>::biased_exponent(x);
+  if (__builtin_expect(e < 1023 - 32 || e >= 1022, 0)) return ld::sinh_cosh(x);  // |x| < 2^-32 or >= 1/2
+  const long double a = x;
+  const long double a2 = a * a, a4 = a2 * a2, a8 = a4 * a4;
+  const long double ps = (kSinh0 + a2 * kSinh[0]) + a4 * (kSinh[1] + a2 * kSinh[2]) +
+                         a8 * ((kSinh[3] + a2 * kSinh[4]) + a4 * (kSinh[5] + a2 * kSinh[6]));
+  const long double pc = (kCosh[0] + a2 * kCosh[1]) + a4 * (kCosh[2] + a2 * kCosh[3]) +
+                         a8 * ((kCosh[4] + a2 * kCosh[5]) + a4 * (kCosh[6] + a2 * kCosh[7]));
+  return {a + (a * a2) * ps, 1.0L + a2 * pc};
+}
 
 }  // namespace kel::cfast
