@@ -38,6 +38,7 @@
 // else +0.  Signalling-NaN parts are quieted first, raising
 // invalid once (kel::cplx::entry).  The kernel never reports.
 #include "atan2l_data.h"
+#include "cfast.h"
 #include "complex.h"
 #include "complex_bits.h"
 #include "powl.h"
@@ -156,6 +157,16 @@ Arg arg_of(double a, double b) {
           kel::ld::fast_two_sum(rad.hi, rad.lo + base_rad.lo)};
 }
 
+// sin and cos of r.hi + r.lo radians: the short kernel at r.hi corrected to
+// first order by r.lo (the second-order term is below 2^-65); the low part of
+// a huge angle is itself a large angle, left to kel::pw::sincos_dd.
+void sincos_of(DD r, long double* sine, long double* cosine) {
+  if (__builtin_expect(__builtin_fabsl(r.lo) >= 0x1p-32L, 0)) return kel::pw::sincos_dd(r, sine, cosine);
+  const kel::cfast::SinCos v = kel::cfast::sin_cos(r.hi);
+  *sine = v.sin + r.lo * v.cos;
+  *cosine = v.cos - r.lo * v.sin;
+}
+
 // Finite nonzero x, finite nonzero y.
 Kel64fc pow_finite(double a, double b, double c, double d) {
   const bool real_exponent = kel::is_zero(d);
@@ -192,7 +203,7 @@ Kel64fc pow_finite(double a, double b, double c, double d) {
     angle = kel::ld::fast_two_sum(sum.hi, sum.lo + ((r.lo + half.lo * d) + angle.lo));
   }
   long double sn, cs, sine, cosine;
-  kel::pw::sincos_dd(angle, &sn, &cs);
+  sincos_of(angle, &sn, &cs);
   kel::pw::rotate_quadrant(q, sn, cs, &sine, &cosine);
   // Off the axes an exact zero part (a real exponent, a multiple of 90
   // degrees) is +0.
