@@ -1,5 +1,5 @@
-// orxreduce_pio2d against an exact reduction with MPFR: random arguments, the
-// path switches, every large exponent, the doubles closest to multiples of pi/2.
+// orxreduce_pio2d against an exact reduction with MPFR: the path switches, every
+// exponent, the doubles closest to multiples of pi/2.
 #include <gtest/gtest.h>
 #include <stdint.h>  // before mpfr.h: declares the intmax_t functions
 #include <mpfr.h>
@@ -111,22 +111,17 @@ void reduce_and_check(double x) {
   mpfr_clears(pio2, t, u, static_cast<mpfr_ptr>(nullptr));
 }
 
-TEST(ReducePio2, RandomArgumentsUpToDblMax) {
-  const size_t n = kelacc::default_samples();
-  for (double x : kelacc::random_bits_in<double>(12800.0, DBL_MAX, n, 11)) reduce_and_check(x);
-  for (double x : kelacc::random_bits_in<double>(12800.0, 0x1p30, n / 4, 12)) reduce_and_check(x);
-}
-
-// The path switches; every large exponent with the smallest, largest and a
-// random significand (e - 1052 a multiple of 25: the start index one lower).
-TEST(ReducePio2, PathSwitchesAndEveryLargeExponent) {
+// The path switches; every exponent from 2^14 with the smallest, largest and
+// random significands (e - 1052 a multiple of 25: the start index one lower).
+TEST(ReducePio2, PathSwitchesAndEveryExponent) {
   for (double e : {12800.0, 0x1p17, 0x1p23, 0x1p30, DBL_MAX, 0x1.921fb54442d18p+29})
     for (double x : {e, std::nextafter(e, 0.0), std::nextafter(e, INFINITY)})
       if (std::isfinite(x)) reduce_and_check(x);
   std::mt19937_64 rng(5);
-  for (uint64_t e = 1053; e <= 2046; ++e) {
+  for (uint64_t e = 1037; e <= 2046; ++e) {
     if (kEmulated && (e - 1052) % 25 > 1 && e % 5 != 0) continue;
-    for (uint64_t m : {uint64_t(0), (uint64_t(1) << 52) - 1, rng() >> 12}) reduce_and_check(double_from_bits(e << 52 | m));
+    for (uint64_t m : {uint64_t(0), (uint64_t(1) << 52) - 1, rng() >> 12, rng() >> 12, rng() >> 12})
+      reduce_and_check(double_from_bits(e << 52 | m));
   }
 }
 

@@ -51,25 +51,30 @@ std::vector<double> sample() {
   return xs;
 }
 
-// The element of fn (one or two results) equals ref at every finite input;
-// the neighbours and *status stay untouched.
+// The element of fn (one or two results) equals ref at every finite input under a
+// cycle of caller words, which come back; the neighbours and *status stay untouched.
 template <class T, class Fn>
 void expect_elementwise(Fn fn, const std::vector<T>& xs, const std::vector<T>& ref, const std::vector<T>& ref2 = {}) {
   for (size_t i = 1; i + 1 < xs.size(); ++i) {
     if (std::isinf(xs[i])) continue;
     T out[3] = {7, 7, 7}, out2[3] = {7, 7, 7};
     int status = -1;
-    if constexpr (std::is_same_v<Fn, SC<T>>)
-      fn(1, &xs[i - 1], out, &status);
-    else
-      fn(1, &xs[i - 1], out, out2, &status);
-    ASSERT_TRUE(same_bits(out[1], ref[i])) << kelacc::hex(xs[i]);
-    ASSERT_TRUE(ref2.empty() || same_bits(out2[1], ref2[i])) << kelacc::hex(xs[i]);
+    constexpr uint16_t kWords[] = {kDefault, kSingle, kDefault | kTowardZero};
+    const uint16_t w = kWords[i % 3];
+    {
+      ScopedControlWord cw(w);
+      if constexpr (std::is_same_v<Fn, SC<T>>)
+        fn(1, &xs[i - 1], out, &status);
+      else
+        fn(1, &xs[i - 1], out, out2, &status);
+      ASSERT_EQ(control_word(), w);
+    }
+    ASSERT_TRUE(same_bits(out[1], ref[i]) && (ref2.empty() || same_bits(out2[1], ref2[i]))) << kelacc::hex(xs[i]);
     ASSERT_TRUE(out[0] == 7 && out[2] == 7 && status == -1) << kelacc::hex(xs[i]);
   }
 }
 
-TEST(TrigSC, SameResultsAsTheVectorMembers) {
+TEST(TrigSC, SameResultsAsTheVectorMembersUnderAnyCallerWord) {
   const std::vector<double> xs = sample();
   const std::vector<float> fs(xs.begin(), xs.end());
   const int n = static_cast<int>(xs.size());
@@ -88,42 +93,38 @@ TEST(TrigSC, SameResultsAsTheVectorMembers) {
   for (auto fn : kDoubleSinCos) expect_elementwise(fn, xs, ref, ref2);
   kelsSinCos_32f_A24(fs.data(), fref.data(), fref2.data(), n);
   for (auto fn : kFloatSinCos) expect_elementwise(fn, fs, fref, fref2);
+  // A caller already at 53 bits keeps its word.
+  ScopedControlWord cw(kDouble | kUp);
+  float fy;
+  const float fx = 3.0f;
+  int status = 0;
+  orxsCos_SC_HA(0, &fx, &fy, &status);
+  EXPECT_EQ(control_word(), kDouble | kUp);
+  EXPECT_NEAR(fy, std::cos(3.0), 1e-6);
 }
 
-// Infinities and NaNs: the default NaN, the report decided on the upper word,
-// the tangent setting its status silently.
+// Infinities and NaNs: the default NaN, the report decided on the upper word (a
+// NaN with payload in the low word only reports), the tangent's status set silently.
 TEST(TrigSC, SpecialValuesAndTheUpperWordTest) {
   const struct {
     uint64_t x;
-    bool report;      // domain error through the error entry (invalid flag)
-  } cases[] = {
-      {0x7FF0000000000000ull, true},   // +inf
-      {0xFFF0000000000000ull, true},   // -inf
-      {0x7FF0000000000001ull, true},   // NaN with its payload in the low word only: reported
-      {0x7FF8000000000000ull, false},  // quiet NaN: default NaN, no report
-      {0xFFF4000000000000ull, false},  // signalling NaN, upper payload
-  };
+    bool report;
+  } cases[] = {{0x7FF0000000000000ull, true}, {0xFFF0000000000000ull, true}, {0x7FF0000000000001ull, true},
+               {0x7FF8000000000000ull, false}, {0xFFF4000000000000ull, false}};
   for (const auto& c : cases) {
     double x;  // copied by bits: returning it in st(0) would quiet the signalling NaNs
     std::memcpy(&x, &c.x, 8);
-    for (const auto& e : kDoubleEntries) {
+    auto check = [&](const char* name, auto call, bool tangent) {
       ScopedControlWord cw(kDefault);
-      double y = 1.0;
+      double y = 1.0, y2 = double_from_bits(0xFFF8000000000000ull);  // y2: SinCos only
       int status = 5;
-      e.fn(0, &x, &y, &status);
-      EXPECT_EQ(bits_of(y), 0xFFF8000000000000ull) << e.name << std::hex << " " << c.x;
-      EXPECT_EQ((flags() & kInvalid) != 0, c.report) << e.name << std::hex << " " << c.x;
-      EXPECT_EQ(status, c.report || e.tangent ? kelStatusDomain : 5) << e.name << std::hex << " " << c.x;
-    }
-    for (auto fn : kDoubleSinCos) {
-      ScopedControlWord cw(kDefault);
-      double s = 1.0, co = 1.0;
-      int status = 5;
-      fn(0, &x, &s, &co, &status);
-      EXPECT_TRUE(bits_of(s) == 0xFFF8000000000000ull && bits_of(co) == 0xFFF8000000000000ull) << std::hex << c.x;
-      EXPECT_EQ((flags() & kInvalid) != 0, c.report) << std::hex << c.x;
-      EXPECT_EQ(status, c.report ? kelStatusDomain : 5) << std::hex << c.x;
-    }
+      call(&y, &y2, &status);
+      EXPECT_TRUE(bits_of(y) == 0xFFF8000000000000ull && bits_of(y2) == 0xFFF8000000000000ull) << name << std::hex << " " << c.x;
+      EXPECT_EQ((flags() & kInvalid) != 0, c.report) << name << std::hex << " " << c.x;
+      EXPECT_EQ(status, c.report || tangent ? kelStatusDomain : 5) << name << std::hex << " " << c.x;
+    };
+    for (const auto& e : kDoubleEntries) check(e.name, [&](double* y, double*, int* st) { e.fn(0, &x, y, st); }, e.tangent);
+    for (auto fn : kDoubleSinCos) check("SinCos", [&](double* s, double* co, int* st) { fn(0, &x, s, co, st); }, false);
   }
   // Float: infinities report with the default NaN; a NaN passes quietly.
   const float inf = INFINITY, qnan = float_from_bits(0x7FC00001u);
@@ -167,32 +168,6 @@ TEST(TrigSC, TangentCopiesUpperWordZeroElements) {
   EXPECT_TRUE(flags() & kInexact);
   orxdSin_SC_HA(0, &mz, &y, &status);
   EXPECT_EQ(bits_of(y), bits_of(-0.0));
-}
-
-// The precision is set to 53 bits (a missing guard changes results) and the
-// caller's word comes back; a caller already at 53 bits keeps its rounding.
-TEST(TrigSC, ControlWordHandling) {
-  const std::vector<double> xs = sample();
-  for (uint16_t w : {kDefault, kSingle, static_cast<uint16_t>(kDefault | kTowardZero)})
-    for (double x : xs) {
-      double ref, y;
-      int status = 0;
-      {
-        ScopedControlWord cw(kDouble);
-        orxdTan_SC_HA(0, &x, &ref, &status);
-      }
-      ScopedControlWord cw(w);
-      orxdTan_SC_HA(0, &x, &y, &status);
-      ASSERT_EQ(control_word(), w);
-      ASSERT_EQ(bits_of(y), bits_of(ref)) << std::hex << w << " " << kelacc::hex(x);
-    }
-  ScopedControlWord cw(kDouble | kUp);
-  float fy;
-  const float fx = 3.0f;
-  int status = 0;
-  orxsCos_SC_HA(0, &fx, &fy, &status);
-  EXPECT_EQ(control_word(), kDouble | kUp);
-  EXPECT_NEAR(fy, std::cos(3.0), 1e-6);
 }
 
 }  // namespace
