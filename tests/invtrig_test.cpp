@@ -1,6 +1,4 @@
-// Inverse circular and inverse hyperbolic families: special inputs and flags,
-// domain and singularity reports, atan2's signed zeros and infinities, row
-// edges and accuracy against MPFR.
+// Inverse circular and hyperbolic families: specials, reports, atan2's zeros and infinities, row edges.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -59,10 +57,7 @@ TEST(InvTrigReports, DomainAndSingularity) {
     const auto r = run_one(c.fn, c.x);
     EXPECT_EQ(r.status, c.status) << c.x;
     EXPECT_TRUE(r.flags & c.flag) << c.x;
-    if (std::isnan(c.y))
-      EXPECT_TRUE(std::isnan(r.y)) << c.x;
-    else
-      EXPECT_TRUE(same_bits(r.y, c.y)) << c.x;
+    EXPECT_TRUE(kelacc::same_value(r.y, c.y)) << c.x;
   }
   const float x = 2.0f;
   const auto f = run_one(kelsAsin_32f_A24, x);

@@ -1,5 +1,4 @@
-// Natural and decimal logarithms: the element screen and its reports, exact
-// results, the path switches (near-one bounds, the sqrt2 halving).
+// Logarithms: the screen and its reports, exact results, the path switches (near one, sqrt2).
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -1,5 +1,4 @@
-// Power family: the C99 special cases with statuses and flags, overflow and
-// underflow reports, exact powers, Powx against Pow under a caller's word.
+// Power family: C99 special cases with statuses and flags, exact powers, Powx against Pow.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -66,10 +65,7 @@ void check_cases(const char* member, PowFn<T> fn) {
     }
     SCOPED_TRACE(std::string(member) + ": " + kelacc::hex(c.x) + " ^ " + kelacc::hex(c.y) + " -> " + kelacc::hex(r));
     EXPECT_EQ(status, c.status);
-    if (std::isnan(c.result))
-      EXPECT_TRUE(std::isnan(r));
-    else
-      EXPECT_TRUE(same_bits(r, c.result));
+    EXPECT_TRUE(kelacc::same_value(r, c.result));
     EXPECT_EQ(raised, c.flags);
   }
 }

@@ -1,5 +1,4 @@
-// Rounding family: each member bit for bit against the C library (rint in the
-// caller's direction), NaNs quieted, the inexact flag; every float natively.
+// Rounding family bit for bit against the C library in every caller word; every float natively.
 #include <gtest/gtest.h>
 
 #include <algorithm>

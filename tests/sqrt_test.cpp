@@ -1,6 +1,4 @@
-// Square root: the special-value screen and its reports, exact roots, correct
-// rounding (hard cases near midpoints, random doubles, every positive float on
-// the native build).
+// Square root: the screen and its reports, correct rounding near midpoints, exact roots, every float.
 #include <gtest/gtest.h>
 
 #include <algorithm>
