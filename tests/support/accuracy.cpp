@@ -182,10 +182,6 @@ double Histogram::lower_edge(int b) {
   return std::ldexp(1.0 + (k % kPerOctave) / static_cast<double>(kPerOctave), k / kPerOctave + 2);
 }
 
-void Histogram::merge(const Histogram& o) {
-  for (int i = 0; i < kBins; ++i) counts[i] += o.counts[i];
-}
-
 void Summary::merge(const Summary& o) {
   if (o.class_errors && !class_errors) first_class_error = o.first_class_error;
   if (o.max_ulps > max_ulps || (worst_case.empty() && !o.worst_case.empty())) {

@@ -78,7 +78,9 @@ struct Histogram {
   static int bin(double ulps);
   static double lower_edge(int bin);  // upper edge is lower_edge(bin + 1)
   void add(double ulps) { counts[bin(ulps)]++; }
-  void merge(const Histogram& o);
+  void merge(const Histogram& o) {
+    for (int i = 0; i < kBins; ++i) counts[i] += o.counts[i];
+  }
 };
 
 // The worst case over a sample.

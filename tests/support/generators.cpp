@@ -56,7 +56,6 @@ T Sampler<T>::step(T x, int ulps) const {
 
 template <class T>
 Sampler<T>& Sampler<T>::around(const std::vector<T>& points, int ulps, double share) {
-  if (points.empty()) return *this;
   for (size_t i = 0, m = count(share); i < m; ++i) {
     const T p = points[rng_() % points.size()];
     out_.push_back(step(p, offset(ulps)));
@@ -106,7 +105,6 @@ Sampler<T>& Sampler<T>::specials() {
 template <class T>
 std::vector<T> Sampler<T>::take() {
   if (out_.size() < n_) whole(static_cast<double>(n_ - out_.size()) / n_);
-  while (out_.size() < n_) out_.push_back(T(1));
   out_.resize(n_);
   return std::move(out_);
 }
@@ -254,20 +252,17 @@ Inputs<T> gen_inv(size_t n, uint64_t seed) {
 
 template <class T>
 Inputs<T> gen_sqrt(size_t n, uint64_t seed) {
-  return {Sampler<T>(n, seed)
-              .specials()
-              .bits(L<T>::denorm_min(), L<T>::max(), 0.45)
-              .bits(T(1), T(4), 0.15)
-              .around({T(1), T(2), T(4), T(0.5)}, 32, 0.1)
-              .bits(L<T>::denorm_min(), L<T>::min(), 0.1)
-              .custom(0.07, [](std::mt19937_64& r) {  // exact squares
+  return Sampler<T>(n, seed).specials()
+      .bits(L<T>::denorm_min(), L<T>::max(), 0.45)
+      .bits(T(1), T(4), 0.15)
+      .around({T(1), T(2), T(4), T(0.5)}, 32, 0.1)
+      .bits(L<T>::denorm_min(), L<T>::min(), 0.1)
+      .custom(0.07, [](std::mt19937_64& r) {  // exact squares
         const T k = T(r() % (uint64_t{1} << (Format<T>::kDigits / 2)));
         return k * k;
       })
-              .bits(-L<T>::max(), T(0), 0.03)
-              .take(),
-          {},
-          {}};
+      .bits(-L<T>::max(), T(0), 0.03)
+      .inputs();
 }
 
 template <class T>
