@@ -43,6 +43,7 @@
 // underflow.
 #include "complex.h"
 #include "complex_bits.h"
+#include "fast_inverse.h"
 
 namespace {
 
@@ -58,19 +59,24 @@ constexpr long double kHalfPi = kPi / 2;
 constexpr long double kQuarterPi = kPi / 4;
 constexpr long double kInf = __builtin_infl();
 constexpr long double kACrossover = 1.5L;  // below: imaginary part by log1p
+constexpr long double kFastLogLimit = 0x1p998L;  // below: the short logarithms of fast_inverse.h
 
 // v with the sign of s; a NaN keeps its own sign.
 inline double signed_like(double v, double s) { return is_nan(v) ? v : kel::cplx::with_sign_of(v, s); }
 
-inline long double hypot_ld(long double a, long double b) { return orxsqrtl_scalar(a * a + b * b); }
+inline long double hypot_ld(long double a, long double b) { return kel::sqrt_x87(a * a + b * b); }
 
 // Both parts below 2^-12: w + w^3 (c0 + c1 w^2 + c2 w^4) for w = x + iy, the
 // odd series of asin (1/6, 3/40, 5/112) or atanh (1/3, 1/5, 1/7) truncated
 // before its w^9 term, which is below 2^-92 relative.  Each part is its own
-// leading term plus corrections below 2^-22 of it.
+// leading term plus corrections below 2^-22 of it.  The coefficients are
+// constexpr: under -frounding-math an inexact quotient elsewhere is a run-time
+// division.
 constexpr long double kTiny = 0x1p-12L;
-void odd_series(long double x, long double y, long double c0, long double c1, long double c2, long double* re,
-                long double* im) {
+constexpr long double kAsinSeries[3] = {1.0L / 6, 3.0L / 40, 5.0L / 112};
+constexpr long double kAtanhSeries[3] = {1.0L / 3, 1.0L / 5, 1.0L / 7};
+inline void odd_series(long double x, long double y, const long double (&c)[3], long double* re, long double* im) {
+  const long double c0 = c[0], c1 = c[1], c2 = c[2];
   const long double u = (x - y) * (x + y), v = 2 * x * y;  // w^2
   const long double pr = c1 + c2 * u, pi = c2 * v;
   const long double qr = c0 + (u * pr - v * pi), qi = u * pi + v * pr;  // c0 + w^2 (c1 + c2 w^2)
@@ -101,7 +107,7 @@ void arcsine_finite(double xd, double yd, long double* re, long double* im) {
   }
   if (ax < kTiny && y < kTiny) {
     long double sr;
-    odd_series(ax, y, 1.0L / 6, 3.0L / 40, 5.0L / 112, &sr, im);
+    odd_series(ax, y, kAsinSeries, &sr, im);
     *re = Cosine ? kHalfPi - (is_negative(xd) ? -sr : sr) : sr;
     return;
   }
@@ -111,13 +117,13 @@ void arcsine_finite(double xd, double yd, long double* re, long double* im) {
   long double sa;  // sqrt(A^2 - 1)
   if (a <= kACrossover) {
     const long double am1 = 0.5L * (y2 / (r + xp1) + (ax < 1 ? y2 / (s - xm1) : s + xm1));
-    sa = orxsqrtl_scalar(am1 * (a + 1));
-    *im = orxlog1pl_scalar(am1 + sa);
+    sa = kel::sqrt_x87(am1 * (a + 1));
+    *im = fast::log1p_pos(am1 + sa);
   } else {
-    sa = orxsqrtl_scalar((a - 1) * (a + 1));
-    *im = orxlogl_scalar(a + sa);
+    sa = kel::sqrt_x87((a - 1) * (a + 1));
+    *im = a < kFastLogLimit ? fast::log_sum(a + sa, 0) : orxlogl_scalar(a + sa);
   }
-  *re = Cosine ? orxatan2l_scalar(a * y, x * sa) : orxatan2l_scalar(ax * sa, a * y);
+  *re = Cosine ? fast::atan2_pos(a * y, x * sa) : fast::atan2_pos(ax * sa, a * y);
 }
 
 // The same for x or y infinite or NaN (y not negative).
@@ -179,10 +185,12 @@ Kel64fc acosh_kernel(Kel64fc z) {
 void arctanh(double xd, double yd, long double* re, long double* im) {
   if (is_finite(xd) && is_finite(yd)) {
     const long double x = xd, y = yd, y2 = y * y;
-    if (x < kTiny && y < kTiny) return odd_series(x, y, 1.0L / 3, 1.0L / 5, 1.0L / 7, re, im);
+    if (x < kTiny && y < kTiny) return odd_series(x, y, kAtanhSeries, re, im);
     const long double xm = 1 - x;
-    *re = 0.25L * orxlog1pl_scalar(4 * x / (xm * xm + y2));  // atanh(1 + i0) = +inf, divide-by-zero
-    *im = 0.5L * orxatan2l_scalar(2 * y, xm * (1 + x) - y2);
+    const long double q = 4 * x / (xm * xm + y2);  // atanh(1 + i0): +inf, divide-by-zero
+    *re = 0.25L * (q < kFastLogLimit ? fast::log1p_pos(q) : orxlog1pl_scalar(q));
+    const long double d = xm * (1 + x) - y2;
+    *im = 0.5L * (y > 0 && d != 0 ? fast::atan2_pos(2 * y, d) : orxatan2l_scalar(2 * y, d));
     return;
   }
   if (is_nan(xd) || is_nan(yd)) {
