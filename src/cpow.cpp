@@ -193,14 +193,25 @@ Kel64fc pow_finite(double a, double b, double c, double d) {
       t.hi > kBeyondRange || t.hi < -kBeyondRange ? orxexpl_scalar(t.hi) : orxexpl_scalar(t.hi) * (1.0L + t.lo);
 
   // Angle: c A degrees, reduced exactly to a quadrant and at most 45 degrees
-  // in radians, plus d ln|x| radians; one sine and cosine of the sum.
-  const DD turn = two_prod(arg.degrees.hi, c);
-  uint32_t q;
-  DD angle = kel::pw::reduce_degrees(kel::ld::fast_two_sum(turn.hi, turn.lo + arg.degrees.lo * c), &q);
-  if (!real_exponent) {
-    const DD r = two_prod(half.hi, d);
-    const DD sum = two_sum(r.hi, angle.hi);
-    angle = kel::ld::fast_two_sum(sum.hi, sum.lo + ((r.lo + half.lo * d) + angle.lo));
+  // in radians, plus d ln|x| radians; one sine and cosine of the sum.  With
+  // d != 0 and |c| < 2^16 the angle cannot be an exact multiple of 90 degrees
+  // (d ln|x| != 0 off the axes, as |x| = 1 has no dyadic solution there) and
+  // stays below 2^18 radians: c arg x + d ln|x| is formed in radians directly,
+  // with the same absolute error.
+  uint32_t q = 0;
+  DD angle;
+  if (!real_exponent && __builtin_fabs(c) < 0x1p16) {
+    const DD ct = two_prod(arg.radians.hi, c), r = two_prod(half.hi, d);
+    const DD sum = two_sum(ct.hi, r.hi);
+    angle = kel::ld::fast_two_sum(sum.hi, sum.lo + ((ct.lo + arg.radians.lo * c) + (r.lo + half.lo * d)));
+  } else {
+    const DD turn = two_prod(arg.degrees.hi, c);
+    angle = kel::pw::reduce_degrees(kel::ld::fast_two_sum(turn.hi, turn.lo + arg.degrees.lo * c), &q);
+    if (!real_exponent) {
+      const DD r = two_prod(half.hi, d);
+      const DD sum = two_sum(r.hi, angle.hi);
+      angle = kel::ld::fast_two_sum(sum.hi, sum.lo + ((r.lo + half.lo * d) + angle.lo));
+    }
   }
   long double sn, cs, sine, cosine;
   sincos_of(angle, &sn, &cs);
