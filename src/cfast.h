@@ -23,9 +23,10 @@
 //   sinh a = a + a^3 (1/3! + a^2/5! + ... + a^14/17!),
 //   cosh a = 1 + a^2 (1/2! + a^2/4! + ... + a^14/16!),
 // truncated below 2^-70, each sum of positive terms evaluated by Estrin's
-// scheme in a^2, a^4, a^8 (depth 4 instead of 8).  Only 1/3! needs more than
-// a double (its term reaches 2^-4.6 of sinh a); every other coefficient's
-// term is below 2^-12 of the result.  Relative error below 2^-63.
+// scheme in a^2, a^4, a^8 (depth 4 instead of 8); below 2^-8 three terms of
+// each suffice, by Horner.  Only 1/3! needs more than a double (its term
+// reaches 2^-4.6 of sinh a); every other coefficient's term is below 2^-12 of
+// the result.  Relative error below 2^-63.
 #pragma once
 
 #include "api.h"
@@ -140,6 +141,12 @@ inline ld::SinhCosh sinh_cosh(double x) {
   const int e = Format<double>::biased_exponent(x);
   if (__builtin_expect(e < 1023 - 32 || e >= 1022, 0)) return ld::sinh_cosh(x);  // |x| < 2^-32 or >= 1/2
   const long double a = x;
+  if (e < 1023 - 8) {  // |x| < 2^-8: through a^7 and a^6, truncation below 2^-79
+    const long double a2 = a * a;
+    constexpr double kSixth = static_cast<double>(kSinh0);  // its term is below 2^-18 of sinh a
+    return {a + (a * a2) * (kSixth + a2 * (kSinh[0] + a2 * kSinh[1])),
+            1.0L + a2 * (kCosh[0] + a2 * (kCosh[1] + a2 * kCosh[2]))};
+  }
   const long double a2 = a * a, a4 = a2 * a2, a8 = a4 * a4;
   const long double ps = (kSinh0 + a2 * kSinh[0]) + a4 * (kSinh[1] + a2 * kSinh[2]) +
                          a8 * ((kSinh[3] + a2 * kSinh[4]) + a4 * (kSinh[5] + a2 * kSinh[6]));
