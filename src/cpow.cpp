@@ -7,9 +7,11 @@
 //   A = arg x in degrees (exact at multiples of 45), A' = arg x in radians;
 //   |x^y|   = e^(L c / 2 - A' d)                      (one exponential),
 //   arg x^y = L d / 2 radians + A c degrees,
-// the radian part by sincosl with a low-part correction, the degree part
-// reduced exactly modulo 360 and 90 before it becomes radians, and the two
-// combined by the sum formulas.  Every product that feeds the exponential or
+// the degree part reduced exactly modulo 360 and 90 before it becomes
+// radians (for a complex y with |c| < 2^16, where no exact right angle can
+// arise, A' c is taken in radians directly), then one sine and cosine of the
+// sum from the short kernel of cfast.h (2^-62) with a low-part correction.
+// Every product that feeds the exponential or
 // an angle is a Dekker product, so the exponent and the angle carry absolute
 // errors near 2^-64 (A is turned into |A| <= 45 first, so an angle near an
 // axis keeps its offset); each part is then rounded once to double.  Error:
