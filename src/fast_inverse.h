@@ -64,8 +64,8 @@ inline long double log_sum(long double w, long double e) {
   const long double u = mh * r - 1;
   const long double t = ((m - mh) + e * scale) * r;
   constexpr long double c[7] = {-1.0L / 2, 1.0L / 3, -1.0L / 4, 1.0L / 5, -1.0L / 6, 1.0L / 7, -1.0L / 8};
-  const long double s = u + t, s2 = s * s;
-  const long double poly = s2 * ((c[0] + s * c[1]) + s2 * ((c[2] + s * c[3]) + s2 * ((c[4] + s * c[5]) + s2 * c[6])));
+  const long double s = u + t, s2 = s * s, s4 = s2 * s2;
+  const long double poly = s2 * (((c[0] + s * c[1]) + s2 * (c[2] + s * c[3])) + s4 * ((c[4] + s * c[5]) + s2 * c[6]));
   const long double fk = k;
   const long double hi = fk * kLn2Hi + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][0]);
   const long double lo = fk * kLn2Lo + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][1]);
