@@ -180,7 +180,7 @@ inline long double erfinv_positive(long double a) {
     for (int k = kel::erf_data::kInvDegree - 1; k >= 0; --k) s = s * z + p[k];
     y = a * s;
   } else {
-    const long double w = orxsqrtl_scalar(-orxlogl_scalar(q));
+    const long double w = kel::sqrt_x87(-orxlogl_scalar(q));
     int i = 0;
     while (i + 1 < kel::erf_data::kInvTailPieces && w >= kTables.inv_tail[i + 1].lo) ++i;
     const kel::erf_data::InvTailPiece& piece = kTables.inv_tail[i];

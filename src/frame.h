@@ -303,20 +303,6 @@ inline int unchecked_count(const T *src, T *dst, int len) {
   return len > 0 ? len : 0;
 }
 
-// An element kernel that computes with 64-bit significands inside a real
-// frame: the element runs at 64-bit precision control and is back at the
-// frame's 53-bit setting before the frame reports it, so the frame keeps the
-// real guard for everything a caller can observe.  The operands pass through
-// memory after the control word changes, so that no arithmetic on them is
-// scheduled under the 53-bit setting.  An instance is the kernel argument of
-// the instantiation macros, e.g. (kel::frame::Extended<cbrt32>{}).
-template <auto Kernel> struct Extended {
-  template <class... Args> int operator()(Args... args) const {
-    PrecisionGuard<kPrecision64Nearest> extended;
-    return Kernel(opaque(args)...);
-  }
-};
-
 } // namespace kel::frame
 
 // Instantiates the five accuracy members of a real family from one element
@@ -364,13 +350,9 @@ template <auto Kernel> struct Extended {
   KEL_REAL_FIVE(KEL_UNARY_MEMBER, kel::frame::kRealGuard, Name, K32, K50, K53)
 #define KEL_REAL_BINARY(Name, K32, K50, K53)                                   \
   KEL_REAL_FIVE(KEL_BINARY_MEMBER, kel::frame::kRealGuard, Name, K32, K50, K53)
-#define KEL_REAL_BINARY_GUARDED(Name, Guard, K32, K50, K53)                    \
-  KEL_REAL_FIVE(KEL_BINARY_MEMBER, Guard, Name, K32, K50, K53)
 #define KEL_REAL_SCALAR_EXPONENT(Name, K32, K50, K53)                          \
   KEL_REAL_FIVE(KEL_SCALAR_EXPONENT_MEMBER, kel::frame::kRealGuard, Name, K32, \
                 K50, K53)
-#define KEL_REAL_SCALAR_EXPONENT_GUARDED(Name, Guard, K32, K50, K53)           \
-  KEL_REAL_FIVE(KEL_SCALAR_EXPONENT_MEMBER, Guard, Name, K32, K50, K53)
 #define KEL_REAL_TWO_RESULTS(Name, K32, K50, K53)                              \
   KEL_REAL_FIVE(KEL_TWO_RESULTS_MEMBER, kel::frame::kRealGuard, Name, K32,     \
                 K50, K53)
@@ -378,7 +360,16 @@ template <auto Kernel> struct Extended {
   KEL_REAL_FIVE(KEL_PAIRS_UNARY_MEMBER, kel::frame::kRealGuard, Name, K32,     \
                 K50, K53)
 // Families computing with 64-bit significands: 64-bit precision for the
-// whole call, the real guard around each report.
+// whole call (set once, not per element), the real guard around each report.
+#define KEL_REAL_UNARY_EXTENDED(Name, K32, K50, K53)                           \
+  KEL_REAL_FIVE(KEL_UNARY_MEMBER, kel::frame::kExtendedRealGuard, Name, K32,   \
+                K50, K53)
+#define KEL_REAL_BINARY_EXTENDED(Name, K32, K50, K53)                          \
+  KEL_REAL_FIVE(KEL_BINARY_MEMBER, kel::frame::kExtendedRealGuard, Name, K32,  \
+                K50, K53)
+#define KEL_REAL_SCALAR_EXPONENT_EXTENDED(Name, K32, K50, K53)                 \
+  KEL_REAL_FIVE(KEL_SCALAR_EXPONENT_MEMBER, kel::frame::kExtendedRealGuard,    \
+                Name, K32, K50, K53)
 #define KEL_REAL_UNARY_PAIRS_EXTENDED(Name, K32, K50, K53)                     \
   KEL_REAL_FIVE(KEL_PAIRS_UNARY_MEMBER, kel::frame::kExtendedRealGuard, Name,  \
                 K32, K50, K53)

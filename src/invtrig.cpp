@@ -17,8 +17,8 @@
 // results are within 0.5 + 2^-10 ulp (measured: see the tests) and float
 // results within 0.5 ulp plus a few 2^-40.
 //
-// The kernels need 64-bit significands: every element runs at 64-bit
-// precision control (kel::frame::Extended) inside the real frame.
+// The kernels need 64-bit significands: every call runs at 64-bit precision
+// control inside the real frame (KEL_REAL_*_EXTENDED).
 //
 // Special elements follow C99: NaNs pass through quiet without a report;
 // asin and acos of |x| > 1, acosh of x < 1 and atanh of |x| > 1 give NaN with
@@ -186,10 +186,10 @@ inline long double atan_signed(T x) {
 // t^2) atan t) is below 1: the argument's 1.5 units of 2^-64 and the kernel's
 // error keep the result within 3 units of 2^-64.
 inline long double asin_positive(long double a) {
-  return atan_positive(a / orxsqrtl_scalar((1.0L - a) * (1.0L + a)));
+  return atan_positive(a / kel::sqrt_x87((1.0L - a) * (1.0L + a)));
 }
 inline long double acos_of(long double x) {
-  return 2 * atan_positive(orxsqrtl_scalar((1.0L - x) / (1.0L + x)));
+  return 2 * atan_positive(kel::sqrt_x87((1.0L - x) / (1.0L + x)));
 }
 
 // A float result within Bound units of 2^-64 of a float rounding point goes
@@ -248,11 +248,7 @@ struct AsinAcosFast : MainRange<0x3FF00000, 0x3F800000> {
 KEL_REAL_UNARY_PAIRS_EXTENDED(Asin, AsinAcosFast<false>, AsinAcosFast<false>, AsinAcosFast<false>)
 KEL_REAL_UNARY_PAIRS_EXTENDED(Acos, AsinAcosFast<true>, AsinAcosFast<true>, AsinAcosFast<true>)
 KEL_REAL_UNARY_PAIRS_EXTENDED(Atan, AtanFast, AtanFast, AtanFast)
-KEL_REAL_BINARY(Atan2, (kel::frame::Extended<atan2_element<float>>{}), (kel::frame::Extended<atan2_element<double>>{}),
-                (kel::frame::Extended<atan2_element<double>>{}))
-KEL_REAL_UNARY(Asinh, (kel::frame::Extended<asinh_element<float>>{}), (kel::frame::Extended<asinh_element<double>>{}),
-               (kel::frame::Extended<asinh_element<double>>{}))
-KEL_REAL_UNARY(Acosh, (kel::frame::Extended<acosh_element<float>>{}), (kel::frame::Extended<acosh_element<double>>{}),
-               (kel::frame::Extended<acosh_element<double>>{}))
-KEL_REAL_UNARY(Atanh, (kel::frame::Extended<atanh_element<float>>{}), (kel::frame::Extended<atanh_element<double>>{}),
-               (kel::frame::Extended<atanh_element<double>>{}))
+KEL_REAL_BINARY_EXTENDED(Atan2, atan2_element<float>, atan2_element<double>, atan2_element<double>)
+KEL_REAL_UNARY_EXTENDED(Asinh, asinh_element<float>, asinh_element<double>, asinh_element<double>)
+KEL_REAL_UNARY_EXTENDED(Acosh, acosh_element<float>, acosh_element<double>, acosh_element<double>)
+KEL_REAL_UNARY_EXTENDED(Atanh, atanh_element<float>, atanh_element<double>, atanh_element<double>)

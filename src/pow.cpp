@@ -315,7 +315,5 @@ int pow_element(T xt, T yt, T* out) {
 
 }  // namespace
 
-KEL_REAL_BINARY_GUARDED(Pow, kel::frame::kExtendedRealGuard, pow_element<float>, pow_element<double>,
-                        pow_element<double>)
-KEL_REAL_SCALAR_EXPONENT_GUARDED(Powx, kel::frame::kExtendedRealGuard, pow_element<float>, pow_element<double>,
-                                 pow_element<double>)
+KEL_REAL_BINARY_EXTENDED(Pow, pow_element<float>, pow_element<double>, pow_element<double>)
+KEL_REAL_SCALAR_EXPONENT_EXTENDED(Powx, pow_element<float>, pow_element<double>, pow_element<double>)

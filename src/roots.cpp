@@ -1,8 +1,8 @@
 // Reciprocal square root, cube root, reciprocal cube root and hypotenuse.
 //
 // Every member computes in the x87 extended format and rounds once, when the
-// element is stored: each element runs at 64-bit precision control
-// (kel::frame::Extended), so each intermediate carries a 64-bit significand and
+// element is stored: the whole call runs at 64-bit precision control
+// (KEL_REAL_*_EXTENDED), so each intermediate carries a 64-bit significand and
 // the 15-bit exponent range.  A final long-double value within a few 2^-64
 // (relative) of the exact result gives a stored double within 0.5 + 2^-10 ulp
 // and a stored float within 0.5 + 2^-39 ulp; floats and doubles share the
@@ -29,10 +29,10 @@
 //   hypot:     s = a^2 + b^2 in long double, without scaling: the squares
 //              of doubles lie within [2^-2148, 2^2048], deep inside the
 //              extended range; a float square is exact and a double square
-//              is rounded at 2^-64.  sqrt(s) = m' rsqrt(m') 2^q by the
-//              reciprocal square root above, with one correction
-//              g += (m' - g^2) y/2.  The store produces the overflow (result
-//              +Inf, reported) and the subnormal rounding.
+//              is rounded at 2^-64.  sqrt(s) by the x87 square root, correctly
+//              rounded at 64-bit precision (exact when s is an exact square):
+//              within 1.5 units of 2^-64 in all.  The store produces the
+//              overflow (result +Inf, reported) and the subnormal rounding.
 //
 // Float hypotenuse.  A long-double value within kHypotErrorUnits of a float
 // midpoint is settled exactly (settle_hypot), so every float member is
@@ -42,7 +42,7 @@
 // representable in the format is within far less than half an ulp of the
 // long-double value).  A subnormal hypotenuse that is exactly representable
 // must not raise underflow, so its long-double value must be exact before the
-// store.  The correction step makes it exact when the sum of squares is (the
+// store.  The square root is exact when the sum of squares is a square (the
 // case of every float), but the square of a 52-bit subnormal significand
 // needs 104 bits and is rounded; exact_tiny_hypot recognises an exact double
 // root by integer arithmetic and forms it exactly.
@@ -243,13 +243,7 @@ int hypot_element(T a, T b, T* y) {
     return kelStatusNoError;
   }
   const long double la = F::from_bits(ba), lb = F::from_bits(bb);
-  const Reduced s = reduce(la * la + lb * lb);
-  const int p = s.e & 1;
-  const long double mp = s.m * pow2(p);
-  const long double r = rsqrt_reduced(mp, p, s.top8);
-  long double g = mp * r;
-  g += (mp - g * g) * (r * 0.5L);
-  long double v = g * pow2((s.e - p) / 2);
+  long double v = kel::sqrt_x87(la * la + lb * lb);
   if constexpr (sizeof(T) == 8) {
     if (v < Tiny<T>::kMinNormal) v = exact_tiny_hypot<T>(v, ba, bb);
   } else {
@@ -262,16 +256,7 @@ int hypot_element(T a, T b, T* y) {
 
 }  // namespace
 
-KEL_REAL_UNARY(InvSqrt, (kel::frame::Extended<invsqrt_element<float>>{}),
-               (kel::frame::Extended<invsqrt_element<double>>{}), (kel::frame::Extended<invsqrt_element<double>>{}))
-
-KEL_REAL_UNARY(Cbrt, (kel::frame::Extended<cbrt_element<float, false>>{}),
-               (kel::frame::Extended<cbrt_element<double, false>>{}),
-               (kel::frame::Extended<cbrt_element<double, false>>{}))
-
-KEL_REAL_UNARY(InvCbrt, (kel::frame::Extended<cbrt_element<float, true>>{}),
-               (kel::frame::Extended<cbrt_element<double, true>>{}),
-               (kel::frame::Extended<cbrt_element<double, true>>{}))
-
-KEL_REAL_BINARY(Hypot, (kel::frame::Extended<hypot_element<float>>{}), (kel::frame::Extended<hypot_element<double>>{}),
-                (kel::frame::Extended<hypot_element<double>>{}))
+KEL_REAL_UNARY_EXTENDED(InvSqrt, invsqrt_element<float>, invsqrt_element<double>, invsqrt_element<double>)
+KEL_REAL_UNARY_EXTENDED(Cbrt, (cbrt_element<float, false>), (cbrt_element<double, false>), (cbrt_element<double, false>))
+KEL_REAL_UNARY_EXTENDED(InvCbrt, (cbrt_element<float, true>), (cbrt_element<double, true>), (cbrt_element<double, true>))
+KEL_REAL_BINARY_EXTENDED(Hypot, hypot_element<float>, hypot_element<double>, hypot_element<double>)

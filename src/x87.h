@@ -83,6 +83,17 @@ inline T opaque(T v) {
   return v;
 }
 
+// The x87 square root (fsqrt): correctly rounded to the significand the
+// precision control selects, in its rounding mode.  Inside a frame that runs
+// at 64-bit precision and rounds to nearest it returns orxsqrtl_scalar's value
+// bit for bit (both are correctly rounded), in one instruction instead of
+// about 270 for the integer method, which does not depend on the caller's word.
+inline long double sqrt_x87(long double x) {
+  long double r;
+  asm("fsqrt" : "=t"(r) : "0"(x));
+  return r;
+}
+
 // Raises the invalid flag: inf - inf in the x87 unit, stored to a discarded
 // double (a NaN operand that the arithmetic skips still signals this way).
 inline void raise_invalid() { raise_by_store<double>(opaque(__builtin_infl()) - opaque(__builtin_infl())); }
