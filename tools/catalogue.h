@@ -33,7 +33,7 @@ enum class Ref {
   ceil, floor, trunc, round, nearbyint, modf,
 };
 
-// The tests' input design of a family (tests/support/generators.h): random
+// The tests' input design of a family (tools/accuracy/generators.h): random
 // bit patterns mixed with the regions where the algorithm changes path.
 enum class Sample {
   exp, log, log1p, trig, degrees, sinh_cosh, tanh, asin_acos, atan, acosh, atanh, inv, sqrt, erf, erfc, erfinv,
