@@ -77,48 +77,6 @@ double tsc_per_ns() {
   return static_cast<double>(__rdtsc() - t0) / ns;
 }
 
-struct Buffers {
-  std::vector<double> a, b, r1, r2;
-  std::vector<float> af, bf, r1f, r2f;
-  std::vector<Kel64fc> c, c2, rc;
-  std::vector<Kel32fc> cf, cf2, rcf;
-  explicit Buffers(const std::vector<double>& in)
-      : a(in), b(in.rbegin(), in.rend()), r1(in.size()), r2(in.size()), af(in.begin(), in.end()),
-        bf(b.begin(), b.end()), r1f(in.size()), r2f(in.size()), c(in.size()), c2(in.size()), rc(in.size()),
-        cf(in.size()), cf2(in.size()), rcf(in.size()) {
-    for (size_t i = 0; i < in.size(); ++i) {
-      c[i] = {in[i] * 1e-5, b[i] * 1e-5};
-      c2[i] = {0.5, 0.25};
-      cf[i] = {static_cast<float>(c[i].re), static_cast<float>(c[i].im)};
-      cf2[i] = {0.5f, 0.25f};
-    }
-  }
-};
-
-template <class T>
-std::function<void(int)> vector_call(const Function& f, void* sym, T* a, T* b, T* r1, T* r2) {
-  switch (f.family->shape) {
-    case Shape::unary: {
-      auto fn = reinterpret_cast<int (*)(const T*, T*, int)>(sym);
-      return [=](int n) { benchmark::DoNotOptimize(fn(a, r1, n)); };
-    }
-    case Shape::binary: {
-      auto fn = reinterpret_cast<int (*)(const T*, const T*, T*, int)>(sym);
-      return [=](int n) { benchmark::DoNotOptimize(fn(a, b, r1, n)); };
-    }
-    case Shape::scalar: {
-      auto fn = reinterpret_cast<int (*)(const T*, T, T*, int)>(sym);
-      const T v = *b;
-      return [=](int n) { benchmark::DoNotOptimize(fn(a, v, r1, n)); };
-    }
-    case Shape::two: {
-      auto fn = reinterpret_cast<int (*)(const T*, T*, T*, int)>(sym);
-      return [=](int n) { benchmark::DoNotOptimize(fn(a, r1, r2, n)); };
-    }
-  }
-  return {};
-}
-
 // A dependency chain of one-element calls: input i is a main-path value plus
 // zero times result i-1, which the x87 cannot know to be zero, so each call
 // waits for the previous one.
@@ -145,15 +103,15 @@ std::function<void(int)> latency_chain(const Function& f, void* sym, const T* in
 // One set of buffers per input range, shared by every function benchmarked on
 // it (the members of a family, and families with the same range): a set holds
 // about 12 MB, and one per function would not fit the i386 address space.
-std::map<std::tuple<double, double, bool, uint64_t>, std::unique_ptr<Buffers>> g_buffers;
+std::map<std::tuple<double, double, bool, uint64_t>, std::unique_ptr<kelbench::Buffers>> g_buffers;
 
-Buffers* buffers_for(kelcat::Range r, uint64_t seed) {
+kelbench::Buffers* buffers_for(kelcat::Range r, uint64_t seed) {
   auto& slot = g_buffers[{r.lo, r.hi, r.log_uniform, seed}];
-  if (!slot) slot = std::make_unique<Buffers>(kelbench::make_inputs(r, kMaxLen, seed));
+  if (!slot) slot = std::make_unique<kelbench::Buffers>(kelbench::make_inputs(r, kMaxLen, seed));
   return slot.get();
 }
 
-void register_latency(const Function& f, void* sym, const Buffers* buf) {
+void register_latency(const Function& f, void* sym, const kelbench::Buffers* buf) {
   if ((f.family->shape != Shape::unary && f.family->shape != Shape::two) || f.family->counts) return;
   std::function<void(int)> body;
   if (f.elem == Elem::f64)
@@ -174,23 +132,10 @@ void register_library() {
     for (int special = 0; special < 2; ++special) {
       const auto range = f.family->bench_range(special, single);
       if (range.lo == range.hi) continue;
-      Buffers* buf = buffers_for(range, 1);
-      std::function<void(int)> body;
-      switch (f.elem) {
-        case Elem::f64:
-          body = vector_call<double>(f, sym, buf->a.data(), buf->b.data(), buf->r1.data(), buf->r2.data());
-          break;
-        case Elem::f32:
-          body = vector_call<float>(f, sym, buf->af.data(), buf->bf.data(), buf->r1f.data(), buf->r2f.data());
-          break;
-        case Elem::c64:
-          body = vector_call<Kel64fc>(f, sym, buf->c.data(), buf->c2.data(), buf->rc.data(), buf->rc.data());
-          break;
-        case Elem::c32:
-          body = vector_call<Kel32fc>(f, sym, buf->cf.data(), buf->cf2.data(), buf->rcf.data(), buf->rcf.data());
-          break;
-        case Elem::f80: break;
-      }
+      kelbench::Buffers* buf = buffers_for(range, 1);
+      if (f.elem == Elem::f80) continue;
+      const auto call = kelbench::member_call(f, sym, buf);
+      const std::function<void(int)> body = [call](int n) { benchmark::DoNotOptimize(call(n)); };
       auto* b = benchmark::RegisterBenchmark((f.name + (special ? "/special" : "/main")).c_str(),
                                              [body](benchmark::State& s) { timed(s, body); });
       for (int len : kLengths) b->Arg(len);

@@ -29,6 +29,15 @@ GLIBC = {
 }
 
 
+def counterparts(comp, name):
+    """glibc's same-precision and long-double functions for one of our members:
+    for complex members (which glibc has as c<name>, c<name>l) the double
+    function stands beside 64fc only."""
+    if "fc_" in name:
+        return (None if "_32fc" in name else "c" + comp[0]), "c" + comp[0] + "l"
+    return (comp[1] if "_32f" in name else comp[0]), comp[2]
+
+
 def cpu_model():
     try:
         for line in open("/proc/cpuinfo"):
@@ -97,27 +106,26 @@ def main(bench_json, instr_tsv, out_dir):
                 "|---|---|---|---|---|---|---|---|---|"]
         comp = GLIBC.get(fam)
         for name in sorted(families[fam]):
-            single = "_32f" in name
             for inputs in ("main", "special"):
                 if (name, inputs, 1000) not in ns:
                     continue
                 t = ns[(name, inputs, 1000)]
                 ratio = ratio_ld = ""
-                if comp and "fc_" not in name:
-                    g = comp[1] if single else comp[0]
+                if comp:
+                    g, g_ld = counterparts(comp, name)
                     if g and (f"glibc:{g}", inputs, 1000) in ns:
                         gt = ns[(f"glibc:{g}", inputs, 1000)]
                         ratio = f"{t / gt:.2f} ({g})"
                         if inputs == "main" and name.endswith(("_64f_A53", "_64f")):
                             chart.append((fam, rate[(name, inputs, 1000)] / 1e6,
                                            rate[(f"glibc:{g}", inputs, 1000)] / 1e6))
-                    if comp[2] and (f"glibc:{comp[2]}", inputs, 1000) in ns:
-                        ratio_ld = f"{t / ns[(f'glibc:{comp[2]}', inputs, 1000)]:.2f} ({comp[2]})"
+                    if g_ld and (f"glibc:{g_ld}", inputs, 1000) in ns:
+                        ratio_ld = f"{t / ns[(f'glibc:{g_ld}', inputs, 1000)]:.2f} ({g_ld})"
                 lat = ns.get((name, "latency", 1000)) if inputs == "main" else None
                 out.append(f"| {name} | {inputs} | {fmt(t)} | {fmt(ns.get((name, inputs, 100000)))} | {fmt(lat)} | "
                            f"{fmt(t * core_ghz)} | {fmt(instr.get((name, inputs)), 0)} | {ratio} | {ratio_ld} |")
         if comp:
-            for g in comp:
+            for g in comp + tuple("c" + comp[0] + suffix for suffix in ("", "l")):
                 for inputs in ("main", "special"):
                     key = (f"glibc:{g}", inputs, 1000)
                     if g and key in ns:

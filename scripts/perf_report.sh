@@ -19,7 +19,7 @@ count() {  # name n [special]
     sed -n 's/.*Collected : *\([0-9]*\).*/\1/p'
 }
 : > "$out/instr.tsv"
-for name in $(./build/native/kelvm --list | grep -v 'fc_'); do
+for name in $(./build/native/kelvm --list); do
   for inputs in main special; do
     flag=""; [ "$inputs" = special ] && flag=special
     a=$(count "$name" 10000 $flag) || continue
