@@ -343,6 +343,6 @@ struct ErfInvFast : MainRange<kOneDouble, kOneFloat> {
 
 }  // namespace
 
-KEL_REAL_UNARY_PAIRS_EXTENDED(Erf, ErfFast, ErfFast, ErfFast)
-KEL_REAL_UNARY_PAIRS_EXTENDED(Erfc, ErfcFast, ErfcFast, ErfcFast)
-KEL_REAL_UNARY_PAIRS_EXTENDED(ErfInv, ErfInvFast, ErfInvFast, ErfInvFast)
+KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Erf, ErfFast, ErfFast, ErfFast)
+KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Erfc, ErfcFast, ErfcFast, ErfcFast)
+KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, ErfInv, ErfInvFast, ErfInvFast, ErfInvFast)

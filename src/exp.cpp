@@ -247,4 +247,4 @@ using Exp64LA = ExpLA;
 
 }  // namespace
 
-KEL_REAL_UNARY_PAIRS(Exp, Exp32, Exp64LA, Exp64HA)
+KEL_REAL_FAMILY(PAIRS_UNARY, kRealGuard, Exp, Exp32, Exp64LA, Exp64HA)

@@ -308,7 +308,7 @@ inline int unchecked_count(const T *src, T *dst, int len) {
 // Instantiates the five accuracy members of a real family from one element
 // kernel per precision.  Members that share an algorithm are separate
 // functions, each passing this unit's name object.  A member macro writes one
-// exported function of a shape; KEL_REAL_FIVE writes the five of a family.
+// exported function of a shape; KEL_REAL_FAMILY writes the five of a family.
 #define KEL_UNARY_MEMBER(Func, T, Guard, K)                                    \
   KEL_API KelStatus Func(const T *s, T *d, int n) {                            \
     return kel::frame::unary<Guard, K>(s, d, n, unit_name);                    \
@@ -322,11 +322,6 @@ inline int unchecked_count(const T *src, T *dst, int len) {
     return kel::frame::scalar_exponent<Guard, K>(s, v, d, n,                   \
                                                  unit_name);                   \
   }
-#define KEL_TWO_RESULTS_MEMBER(Func, T, Guard, K)                              \
-  KEL_API KelStatus Func(const T *s, T *d1, T *d2, int n) {                    \
-    return kel::frame::two_results<Guard, K>(s, d1, d2, n,                     \
-                                             unit_name);                       \
-  }
 // The same shapes on the two-at-a-time loop; each kernel argument is an
 // element class for kel::frame::unary_pairs or two_results_pairs.
 #define KEL_PAIRS_UNARY_MEMBER(Func, T, Guard, K)                              \
@@ -339,40 +334,14 @@ inline int unchecked_count(const T *src, T *dst, int len) {
                                                    unit_name);                 \
   }
 
-#define KEL_REAL_FIVE(Member, Guard, Name, K32, K50, K53)                      \
-  Member(kels##Name##_32f_A11, float, Guard, K32)                              \
-  Member(kels##Name##_32f_A21, float, Guard, K32)                              \
-  Member(kels##Name##_32f_A24, float, Guard, K32)                              \
-  Member(kels##Name##_64f_A50, double, Guard, K50)                             \
-  Member(kels##Name##_64f_A53, double, Guard, K53)
-
-#define KEL_REAL_UNARY(Name, K32, K50, K53)                                    \
-  KEL_REAL_FIVE(KEL_UNARY_MEMBER, kel::frame::kRealGuard, Name, K32, K50, K53)
-#define KEL_REAL_BINARY(Name, K32, K50, K53)                                   \
-  KEL_REAL_FIVE(KEL_BINARY_MEMBER, kel::frame::kRealGuard, Name, K32, K50, K53)
-#define KEL_REAL_SCALAR_EXPONENT(Name, K32, K50, K53)                          \
-  KEL_REAL_FIVE(KEL_SCALAR_EXPONENT_MEMBER, kel::frame::kRealGuard, Name, K32, \
-                K50, K53)
-#define KEL_REAL_TWO_RESULTS(Name, K32, K50, K53)                              \
-  KEL_REAL_FIVE(KEL_TWO_RESULTS_MEMBER, kel::frame::kRealGuard, Name, K32,     \
-                K50, K53)
-#define KEL_REAL_UNARY_PAIRS(Name, K32, K50, K53)                              \
-  KEL_REAL_FIVE(KEL_PAIRS_UNARY_MEMBER, kel::frame::kRealGuard, Name, K32,     \
-                K50, K53)
-// Families computing with 64-bit significands: 64-bit precision for the
-// whole call (set once, not per element), the real guard around each report.
-#define KEL_REAL_UNARY_EXTENDED(Name, K32, K50, K53)                           \
-  KEL_REAL_FIVE(KEL_UNARY_MEMBER, kel::frame::kExtendedRealGuard, Name, K32,   \
-                K50, K53)
-#define KEL_REAL_BINARY_EXTENDED(Name, K32, K50, K53)                          \
-  KEL_REAL_FIVE(KEL_BINARY_MEMBER, kel::frame::kExtendedRealGuard, Name, K32,  \
-                K50, K53)
-#define KEL_REAL_SCALAR_EXPONENT_EXTENDED(Name, K32, K50, K53)                 \
-  KEL_REAL_FIVE(KEL_SCALAR_EXPONENT_MEMBER, kel::frame::kExtendedRealGuard,    \
-                Name, K32, K50, K53)
-#define KEL_REAL_UNARY_PAIRS_EXTENDED(Name, K32, K50, K53)                     \
-  KEL_REAL_FIVE(KEL_PAIRS_UNARY_MEMBER, kel::frame::kExtendedRealGuard, Name,  \
-                K32, K50, K53)
-#define KEL_REAL_TWO_RESULTS_PAIRS(Name, K32, K50, K53)                        \
-  KEL_REAL_FIVE(KEL_PAIRS_TWO_RESULTS_MEMBER, kel::frame::kRealGuard, Name,    \
-                K32, K50, K53)
+// The five members of real family Name, of one member shape above (UNARY,
+// BINARY, SCALAR_EXPONENT, PAIRS_UNARY, PAIRS_TWO_RESULTS) under
+// one guard: kRealGuard (53-bit precision), or kExtendedRealGuard for the
+// families that compute with 64-bit significands (64-bit precision set once
+// per call, the real guard around each report).
+#define KEL_REAL_FAMILY(Shape, Guard, Name, K32, K50, K53)                     \
+  KEL_##Shape##_MEMBER(kels##Name##_32f_A11, float, kel::frame::Guard, K32)    \
+  KEL_##Shape##_MEMBER(kels##Name##_32f_A21, float, kel::frame::Guard, K32)    \
+  KEL_##Shape##_MEMBER(kels##Name##_32f_A24, float, kel::frame::Guard, K32)    \
+  KEL_##Shape##_MEMBER(kels##Name##_64f_A50, double, kel::frame::Guard, K50)   \
+  KEL_##Shape##_MEMBER(kels##Name##_64f_A53, double, kel::frame::Guard, K53)

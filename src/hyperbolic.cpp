@@ -287,6 +287,6 @@ int tanh_kernel(T x, T* y) {
 
 }  // namespace
 
-KEL_REAL_UNARY(Sinh, sinh_kernel<float>, sinh_kernel<double>, sinh_kernel<double>)
-KEL_REAL_UNARY(Cosh, cosh_kernel<float>, cosh_kernel<double>, cosh_kernel<double>)
-KEL_REAL_UNARY(Tanh, tanh_kernel<float>, tanh_kernel<double>, tanh_kernel<double>)
+KEL_REAL_FAMILY(UNARY, kRealGuard, Sinh, sinh_kernel<float>, sinh_kernel<double>, sinh_kernel<double>)
+KEL_REAL_FAMILY(UNARY, kRealGuard, Cosh, cosh_kernel<float>, cosh_kernel<double>, cosh_kernel<double>)
+KEL_REAL_FAMILY(UNARY, kRealGuard, Tanh, tanh_kernel<float>, tanh_kernel<double>, tanh_kernel<double>)

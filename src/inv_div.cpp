@@ -29,6 +29,6 @@ int div_element(T a, T b, T* y) {
 
 }  // namespace
 
-KEL_REAL_UNARY(Inv, inv_element<float>, inv_element<double>, inv_element<double>)
+KEL_REAL_FAMILY(UNARY, kRealGuard, Inv, inv_element<float>, inv_element<double>, inv_element<double>)
 
-KEL_REAL_BINARY(Div, div_element<float>, div_element<double>, div_element<double>)
+KEL_REAL_FAMILY(BINARY, kRealGuard, Div, div_element<float>, div_element<double>, div_element<double>)

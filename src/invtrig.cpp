@@ -18,7 +18,7 @@
 // results within 0.5 ulp plus a few 2^-40.
 //
 // The kernels need 64-bit significands: every call runs at 64-bit precision
-// control inside the real frame (KEL_REAL_*_EXTENDED).
+// control inside the real frame (kExtendedRealGuard).
 //
 // Special elements follow C99: NaNs pass through quiet without a report;
 // asin and acos of |x| > 1, acosh of x < 1 and atanh of |x| > 1 give NaN with
@@ -245,10 +245,10 @@ struct AsinAcosFast : MainRange<0x3FF00000, 0x3F800000> {
 
 }  // namespace
 
-KEL_REAL_UNARY_PAIRS_EXTENDED(Asin, AsinAcosFast<false>, AsinAcosFast<false>, AsinAcosFast<false>)
-KEL_REAL_UNARY_PAIRS_EXTENDED(Acos, AsinAcosFast<true>, AsinAcosFast<true>, AsinAcosFast<true>)
-KEL_REAL_UNARY_PAIRS_EXTENDED(Atan, AtanFast, AtanFast, AtanFast)
-KEL_REAL_BINARY_EXTENDED(Atan2, atan2_element<float>, atan2_element<double>, atan2_element<double>)
-KEL_REAL_UNARY_EXTENDED(Asinh, asinh_element<float>, asinh_element<double>, asinh_element<double>)
-KEL_REAL_UNARY_EXTENDED(Acosh, acosh_element<float>, acosh_element<double>, acosh_element<double>)
-KEL_REAL_UNARY_EXTENDED(Atanh, atanh_element<float>, atanh_element<double>, atanh_element<double>)
+KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Asin, AsinAcosFast<false>, AsinAcosFast<false>, AsinAcosFast<false>)
+KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Acos, AsinAcosFast<true>, AsinAcosFast<true>, AsinAcosFast<true>)
+KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Atan, AtanFast, AtanFast, AtanFast)
+KEL_REAL_FAMILY(BINARY, kExtendedRealGuard, Atan2, atan2_element<float>, atan2_element<double>, atan2_element<double>)
+KEL_REAL_FAMILY(UNARY, kExtendedRealGuard, Asinh, asinh_element<float>, asinh_element<double>, asinh_element<double>)
+KEL_REAL_FAMILY(UNARY, kExtendedRealGuard, Acosh, acosh_element<float>, acosh_element<double>, acosh_element<double>)
+KEL_REAL_FAMILY(UNARY, kExtendedRealGuard, Atanh, atanh_element<float>, atanh_element<double>, atanh_element<double>)

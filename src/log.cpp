@@ -255,6 +255,6 @@ using Lg64LA = LogLA<LgLATab, kTables.lg_la, lg_la>;
 
 }  // namespace
 
-KEL_REAL_UNARY_PAIRS(Ln, Ln32, Ln64LA, Ln64)
+KEL_REAL_FAMILY(PAIRS_UNARY, kRealGuard, Ln, Ln32, Ln64LA, Ln64)
 
-KEL_REAL_UNARY_PAIRS(Log10, Lg32, Lg64LA, Lg64)
+KEL_REAL_FAMILY(PAIRS_UNARY, kRealGuard, Log10, Lg32, Lg64LA, Lg64)

@@ -315,5 +315,6 @@ int pow_element(T xt, T yt, T* out) {
 
 }  // namespace
 
-KEL_REAL_BINARY_EXTENDED(Pow, pow_element<float>, pow_element<double>, pow_element<double>)
-KEL_REAL_SCALAR_EXPONENT_EXTENDED(Powx, pow_element<float>, pow_element<double>, pow_element<double>)
+KEL_REAL_FAMILY(BINARY, kExtendedRealGuard, Pow, pow_element<float>, pow_element<double>, pow_element<double>)
+KEL_REAL_FAMILY(SCALAR_EXPONENT, kExtendedRealGuard, Powx,
+                pow_element<float>, pow_element<double>, pow_element<double>)

@@ -2,7 +2,7 @@
 //
 // Every member computes in the x87 extended format and rounds once, when the
 // element is stored: the whole call runs at 64-bit precision control
-// (KEL_REAL_*_EXTENDED), so each intermediate carries a 64-bit significand and
+// (kExtendedRealGuard), so each intermediate carries a 64-bit significand and
 // the 15-bit exponent range.  A final long-double value within a few 2^-64
 // (relative) of the exact result gives a stored double within 0.5 + 2^-10 ulp
 // and a stored float within 0.5 + 2^-39 ulp; floats and doubles share the
@@ -256,7 +256,10 @@ int hypot_element(T a, T b, T* y) {
 
 }  // namespace
 
-KEL_REAL_UNARY_EXTENDED(InvSqrt, invsqrt_element<float>, invsqrt_element<double>, invsqrt_element<double>)
-KEL_REAL_UNARY_EXTENDED(Cbrt, (cbrt_element<float, false>), (cbrt_element<double, false>), (cbrt_element<double, false>))
-KEL_REAL_UNARY_EXTENDED(InvCbrt, (cbrt_element<float, true>), (cbrt_element<double, true>), (cbrt_element<double, true>))
-KEL_REAL_BINARY_EXTENDED(Hypot, hypot_element<float>, hypot_element<double>, hypot_element<double>)
+KEL_REAL_FAMILY(UNARY, kExtendedRealGuard, InvSqrt,
+                invsqrt_element<float>, invsqrt_element<double>, invsqrt_element<double>)
+KEL_REAL_FAMILY(UNARY, kExtendedRealGuard, Cbrt,
+                (cbrt_element<float, false>), (cbrt_element<double, false>), (cbrt_element<double, false>))
+KEL_REAL_FAMILY(UNARY, kExtendedRealGuard, InvCbrt,
+                (cbrt_element<float, true>), (cbrt_element<double, true>), (cbrt_element<double, true>))
+KEL_REAL_FAMILY(BINARY, kExtendedRealGuard, Hypot, hypot_element<float>, hypot_element<double>, hypot_element<double>)

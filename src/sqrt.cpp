@@ -143,4 +143,4 @@ struct Sqrt {
 
 }  // namespace
 
-KEL_REAL_UNARY_PAIRS(Sqrt, Sqrt<float>, Sqrt<double>, Sqrt<double>)
+KEL_REAL_FAMILY(PAIRS_UNARY, kRealGuard, Sqrt, Sqrt<float>, Sqrt<double>, Sqrt<double>)

@@ -372,7 +372,7 @@ struct Tan {
 
 }  // namespace
 
-KEL_REAL_UNARY_PAIRS(Sin, Sin<float>, Sin<double>, Sin<double>)
-KEL_REAL_UNARY_PAIRS(Cos, Cos<float>, Cos<double>, Cos<double>)
-KEL_REAL_TWO_RESULTS_PAIRS(SinCos, SinCos<float>, SinCos<double>, SinCos<double>)
-KEL_REAL_UNARY_PAIRS(Tan, Tan<float>, Tan<double>, Tan<double>)
+KEL_REAL_FAMILY(PAIRS_UNARY, kRealGuard, Sin, Sin<float>, Sin<double>, Sin<double>)
+KEL_REAL_FAMILY(PAIRS_UNARY, kRealGuard, Cos, Cos<float>, Cos<double>, Cos<double>)
+KEL_REAL_FAMILY(PAIRS_TWO_RESULTS, kRealGuard, SinCos, SinCos<float>, SinCos<double>, SinCos<double>)
+KEL_REAL_FAMILY(PAIRS_UNARY, kRealGuard, Tan, Tan<float>, Tan<double>, Tan<double>)
