@@ -8,7 +8,7 @@
 // rounding to nearest.
 #pragma once
 
-#include "atan2l_data.h"
+#include "catan_data.h"
 #include "expl.h"
 #include "fp.h"
 #include "kelvm.h"
@@ -16,29 +16,41 @@
 
 namespace kel::cplx::fast {
 
-// atan2(y, x) for y > 0 and x finite and nonzero, within 2^-62.5 relative.
-// With a = min(y, |x|), b = max(y, |x|), t = a/b (one rounding) and the table
-// point c = j/64 nearest to t, atan(t) = atan(c) + atan(v) with
-// v = (t - c)/(1 + c t): t - c is exact (Sterbenz), |v| <= 1/128, and
-// atan(v) - v to v^9 (Taylor) leaves below 2^-70 |v|.  The placement
-// K +- atan(t) (K = 0, pi/2, pi) never cancels: atan(t) <= pi/4 <= K/2.
+// c ? a : b without a branch (fcmov): the comparisons that choose between
+// the arctangent's octants, or between the two orders of a Fast2Sum, depend
+// on the data and a branch would be mispredicted half the time.
+inline long double select(bool c, long double a, long double b) {
+  long double r;
+  asm("test %3, %3\n\tfcmovne %%st(1), %%st" : "=t"(r) : "0"(b), "u"(a), "r"(static_cast<int>(c)) : "cc");
+  return r;
+}
+
+// atan2(y, x) for y > 0 and x finite and nonzero, within 2^-63 relative.
+// With a = min(y, |x|), b = max(y, |x|), t = a/b (one rounding), the point
+// c = j/128 nearest to t and h = t - c (exact, Sterbenz; |h| <= 2^-8),
+// atan(t) = atan(c) + h (a_1 + a_2 h + ... + a_8 h^7), the Taylor expansion
+// at c read from a table: no second division, and the first omitted term
+// |h|^9/9 stays below 2^-67 of atan(t).  The placement K +- atan(t)
+// (K = 0, pi/2, pi) never cancels: atan(t) <= pi/4 <= K/2.
 inline long double atan2_pos(long double y, long double x) {
-  const kel::atan2l_data::Tables& k = kel::atan2l_data::kTables;
-  constexpr long double kShifter = 0x1.8p63L;  // rounds 64 t to an integer
+  using kel::catan_data::kRows;
+  constexpr long double kShifter = 0x1.8p56L;  // its ulp is 2^-7: t + kShifter rounds t to c
   const long double ax = __builtin_fabsl(x);
-  const bool swap = y > ax;
-  const long double t = swap ? ax / y : y / ax;
-  const long double n = (t * 64 + kShifter) - kShifter;
-  const long double c = n * 0x1p-6L;
-  // j = n read from the low bits of a double store (n + 2^52 + 2^51 is exact).
-  const unsigned j = static_cast<unsigned>(bits_rounded_to_double(n + 0x1.8p52L)) & 127;
-  const long double v = (t - c) / (1 + c * t);
-  const long double v2 = v * v;
-  const long double* p = k.poly;
-  const long double at =
-      k.rows[j].hi + (v + (k.rows[j].lo + v * v2 * ((p[0] + v2 * p[1]) + (v2 * v2) * (p[2] + v2 * p[3]))));
-  if (!swap) return x > 0 ? at : k.pi.hi + (k.pi.lo - at);
-  return k.pio2.hi + (k.pio2.lo + (x > 0 ? -at : at));
+  const bool swap = y > ax, negative = x < 0;
+  const long double t = select(swap, ax, y) / select(swap, y, ax);
+  const long double s = t + kShifter;
+  uint64_t mant;  // the significand's low bits are j (an 80-bit store, read back in part)
+  __builtin_memcpy(&mant, &s, sizeof mant);
+  const kel::catan_data::Row& r = kRows[mant & 0xFF];
+  const long double h = t - (s - kShifter);
+  const long double h2 = h * h;
+  const double* a = r.a;
+  const long double p = ((r.a1 + h * a[0]) + h2 * (a[1] + h * a[2])) +
+                        (h2 * h2) * ((a[3] + h * a[4]) + h2 * (a[5] + h * a[6]));
+  // K + sign atan(t): the heads K + sign atan(c) summed while p is evaluated.
+  const kel::catan_data::Placement& k = kel::catan_data::kPlacements[2 * swap + negative];
+  const long double head = k.hi + k.sign * r.hi;
+  return head + ((k.lo + k.sign * r.lo) + (k.sign * h) * p);
 }
 
 // ln(w + e) for 1 <= w < 2^1000 and |e| <= ulp(w)/2, within about 2^-63
@@ -60,15 +72,15 @@ inline long double log_sum(long double w, long double e) {
   const long double scale = double_from_bits(static_cast<uint64_t>(1023 - k) << 52);  // 2^-k
   const long double m = w * scale;
   const long double mh = (m + kTwo32H) - kTwo32H;
-  const long double r = j == 0 ? 1.0L : orx_orx_rcp_table_256[j];
+  const long double r = select(j == 0, 1.0L, orx_orx_rcp_table_256[j]);
   const long double u = mh * r - 1;
   const long double t = ((m - mh) + e * scale) * r;
   constexpr long double c[7] = {-1.0L / 2, 1.0L / 3, -1.0L / 4, 1.0L / 5, -1.0L / 6, 1.0L / 7, -1.0L / 8};
   const long double s = u + t, s2 = s * s, s4 = s2 * s2;
   const long double poly = s2 * (((c[0] + s * c[1]) + s2 * (c[2] + s * c[3])) + s4 * ((c[4] + s * c[5]) + s2 * c[6]));
   const long double fk = k;
-  const long double hi = fk * kLn2Hi + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][0]);
-  const long double lo = fk * kLn2Lo + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][1]);
+  const long double hi = fk * kLn2Hi + select(j == 0, 0.0L, orx_orx_logl_table_256[j][0]);
+  const long double lo = fk * kLn2Lo + select(j == 0, 0.0L, orx_orx_logl_table_256[j][1]);
   return ((t + poly) + lo) + (u + hi);
 }
 
@@ -76,7 +88,7 @@ inline long double log_sum(long double w, long double e) {
 // operand first), then log_sum.
 inline long double log1p_pos(long double q) {
   const long double w = 1 + q;
-  return log_sum(w, q > 1 ? (q - w) + 1 : (1 - w) + q);
+  return log_sum(w, select(q > 1, (q - w) + 1, (1 - w) + q));
 }
 
 }  // namespace kel::cplx::fast
