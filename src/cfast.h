@@ -84,16 +84,25 @@ template <class T>
   using namespace detail;
   const kel::sincosl_data::Tables& t = kel::sincosl_data::kTables;
   // |x| < 2^-32 (flags of a tiny argument), |x| >= 2^20, inf, NaN, unnormals.
-  bool moderate;
+  bool moderate, small;  // small: |x| < 1/128
   if constexpr (sizeof(T) == sizeof(double)) {
     const int e = Format<double>::biased_exponent(x);
     moderate = e >= 1023 - 32 && e < 1023 + 20;
+    small = e < 1023 - 7;
   } else {
     const LdBits f = Ld::bits(x);
     const uint32_t e = f.se & Ld::kExponentMask;
     moderate = e >= Ld::kBias - 32 && e < Ld::kBias + 20 && !Ld::is_unnormal(f);
+    small = e < Ld::kBias - 7;
   }
   if (__builtin_expect(!moderate, 0)) return exact_sin_cos(x);
+  if (small) {
+    // Row 0 (sin 0 = 0, cos 0 = 1, no tails) with u = x: the sums below with
+    // their vanishing terms left out, bit for bit the same values.
+    const long double u = x, u2 = u * u;
+    return {u + (u * u2) * (kSin[0] + u2 * (kSin[1] + u2 * kSin[2])),
+            1 + u2 * (kCos[0] + u2 * (kCos[1] + u2 * kCos[2]))};
+  }
 
   // Integers are taken from the bits of a value rounded to double by one
   // store (v + 1.5 * 2^52 lands on an integer there); the quotient need
