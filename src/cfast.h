@@ -30,6 +30,7 @@
 #pragma once
 
 #include "api.h"
+#include "expl.h"
 #include "fp.h"
 #include "hyperbolicl.h"
 #include "sincosl_data.h"
@@ -38,8 +39,13 @@
 namespace kel::cfast::detail {
 
 inline constexpr double kShifter52 = 0x1.8p52;  // 1.5 * 2^52: a double sum with it is an integer
-inline constexpr long double kPio4 = 0x1.921fb54442d18469898cc51701b8p-1L;
-inline constexpr long double kSmallestR = 0x1p-20L;
+// Constants read as doubles (an 80-bit load costs several times a 64-bit
+// one): pi/4 rounded down (no double lies between it and pi/4, and a long
+// double there reduces by k = 0 to itself), 2^-20, and sincosl_data's three
+// 44-bit pieces of pi/2, exact in a double.
+inline constexpr double kPio4 = 0x1.921fb54442d18p-1;
+inline constexpr double kSmallestR = 0x1p-20;
+inline constexpr double kPio2Cw[3] = {0xc.90fdaa2217p-3, -0xe.7b9676733bp-48, 0xb.80dc1cd129p-95};
 
 // 1/n! rounded to double: the terms they scale are below 2^-23 of the
 // result, so the 2^-54 relative error of a double coefficient stays below
@@ -114,7 +120,7 @@ template <class T>
     const uint64_t kb = bits_rounded_to_double(ax * t.two_over_pi + kShifter52);
     const long double k = double_from_bits(kb) - kShifter52;
     q = static_cast<uint32_t>(kb) & 3;
-    r = (ax - k * t.pio2_cw[0]) - (k * t.pio2_cw[1] + k * t.pio2_cw[2]);
+    r = (ax - k * kPio2Cw[0]) - (k * kPio2Cw[1] + k * kPio2Cw[2]);
     if (__builtin_expect(__builtin_fabsl(r) < kSmallestR, 0)) return exact_sin_cos(x);
   }
   const bool rneg = r < 0;
@@ -141,6 +147,25 @@ template <class T>
   if (((q & 2) != 0) != (x < 0)) sn = -sn;
   if ((q + 1) & 2) cs = -cs;
   return {sn, cs};
+}
+
+// e^x for 2^-5 <= |x| <= 64, relative error below 2^-63: x = n ln2/256 + r
+// with orxexpl_scalar's constants (n ln2/256 in two pieces, |r| <= ln2/512
+// plus rounding), e^r - 1 = q = r + r^2 P(r) with its fit kP (2^-66.4), and
+// e^x = 2^m (T + t)(1 + q), T + t = 2^(j/256) from its table, n = 256 m + j;
+// the roundings of T q and of the last sum are each below 2^-64 of the result.
+inline long double exp_moderate(long double x) {
+  using namespace kel::expl;
+  const uint64_t nb = bits_rounded_to_double(x * k256OverLn2 + detail::kShifter52);
+  const long double fn = double_from_bits(nb) - detail::kShifter52;
+  const int32_t n = static_cast<int32_t>(static_cast<uint32_t>(nb));  // the low bits of 1.5 * 2^52 + n
+  const int32_t j = static_cast<int8_t>(n & 0xFF);
+  const long double r = (x - fn * kLn2Over256[0]) - fn * kLn2Over256[1];
+  const long double r2 = r * r;
+  const long double q = r + r2 * ((kP[0] + r2 * (kP[2] + r2 * kP[4])) + r * (kP[1] + r2 * kP[3]));
+  const long double T = orx_orx_expl_table_256[128 + j][0], t = orx_orx_expl_table_256[128 + j][1];
+  const long double scale = double_from_bits(static_cast<uint64_t>(1023 + (n - j) / 256) << 52);
+  return (T + (t + (T * q + t * q))) * scale;
 }
 
 // sinh x and cosh x; relative error below 2^-62 for 2^-32 <= |x| < 1/2,

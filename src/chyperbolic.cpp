@@ -127,7 +127,7 @@ Kel64fc tanh_kernel(Kel64fc z) {
   if (kel::Format<double>::biased_exponent(x) >= 0x3FE) {  // 1/2 <= |x| < 23
     // Numerator and denominator times 4 e^(2|x|) = 4f: one exponential and
     // one division, f - 1 >= (e - 1) f / e losing at most a factor 1.6.
-    const long double f = orxexpl_scalar(2.0L * __builtin_fabs(x));
+    const long double f = kel::cfast::exp_moderate(2.0L * __builtin_fabs(x));
     const long double fm1 = f - 1.0L;
     const long double inv = 1.0L / (fm1 * fm1 + 4.0L * f * (cs * cs));
     const long double re = (fm1 * (f + 1.0L)) * inv;
