@@ -16,15 +16,6 @@
 
 namespace kel::cplx::fast {
 
-// c ? a : b without a branch (fcmov): the comparisons that choose between
-// the arctangent's octants, or between the two orders of a Fast2Sum, depend
-// on the data and a branch would be mispredicted half the time.
-inline long double select(bool c, long double a, long double b) {
-  long double r;
-  asm("test %3, %3\n\tfcmovne %%st(1), %%st" : "=t"(r) : "0"(b), "u"(a), "r"(static_cast<int>(c)) : "cc");
-  return r;
-}
-
 // atan2(y, x) for y > 0 and x finite and nonzero, within 2^-63 relative.
 // With a = min(y, |x|), b = max(y, |x|), t = a/b (one rounding), the point
 // c = j/128 nearest to t and h = t - c (exact, Sterbenz; |h| <= 2^-8),
@@ -37,7 +28,7 @@ inline long double atan2_pos(long double y, long double x) {
   constexpr long double kShifter = 0x1.8p56L;  // its ulp is 2^-7: t + kShifter rounds t to c
   const long double ax = __builtin_fabsl(x);
   const bool swap = y > ax, negative = x < 0;
-  const long double t = select(swap, ax, y) / select(swap, y, ax);
+  const long double t = swap ? ax / y : y / ax;
   const long double s = t + kShifter;
   uint64_t mant;  // the significand's low bits are j (an 80-bit store, read back in part)
   __builtin_memcpy(&mant, &s, sizeof mant);
@@ -47,7 +38,8 @@ inline long double atan2_pos(long double y, long double x) {
   const double* a = r.a;
   const long double p = ((r.a1 + h * a[0]) + h2 * (a[1] + h * a[2])) +
                         (h2 * h2) * ((a[3] + h * a[4]) + h2 * (a[5] + h * a[6]));
-  // K + sign atan(t): the heads K + sign atan(c) summed while p is evaluated.
+  // K + sign atan(t), K and sign by an integer index instead of a branch on
+  // the data's signs; the heads K + sign atan(c) summed while p is evaluated.
   const kel::catan_data::Placement& k = kel::catan_data::kPlacements[2 * swap + negative];
   const long double head = k.hi + k.sign * r.hi;
   return head + ((k.lo + k.sign * r.lo) + (k.sign * h) * p);
@@ -72,15 +64,15 @@ inline long double log_sum(long double w, long double e) {
   const long double scale = double_from_bits(static_cast<uint64_t>(1023 - k) << 52);  // 2^-k
   const long double m = w * scale;
   const long double mh = (m + kTwo32H) - kTwo32H;
-  const long double r = select(j == 0, 1.0L, orx_orx_rcp_table_256[j]);
+  const long double r = j == 0 ? 1.0L : orx_orx_rcp_table_256[j];
   const long double u = mh * r - 1;
   const long double t = ((m - mh) + e * scale) * r;
   constexpr long double c[7] = {-1.0L / 2, 1.0L / 3, -1.0L / 4, 1.0L / 5, -1.0L / 6, 1.0L / 7, -1.0L / 8};
   const long double s = u + t, s2 = s * s, s4 = s2 * s2;
   const long double poly = s2 * (((c[0] + s * c[1]) + s2 * (c[2] + s * c[3])) + s4 * ((c[4] + s * c[5]) + s2 * c[6]));
   const long double fk = k;
-  const long double hi = fk * kLn2Hi + select(j == 0, 0.0L, orx_orx_logl_table_256[j][0]);
-  const long double lo = fk * kLn2Lo + select(j == 0, 0.0L, orx_orx_logl_table_256[j][1]);
+  const long double hi = fk * kLn2Hi + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][0]);
+  const long double lo = fk * kLn2Lo + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][1]);
   return ((t + poly) + lo) + (u + hi);
 }
 
@@ -88,7 +80,7 @@ inline long double log_sum(long double w, long double e) {
 // operand first), then log_sum.
 inline long double log1p_pos(long double q) {
   const long double w = 1 + q;
-  return log_sum(w, select(q > 1, (q - w) + 1, (1 - w) + q));
+  return log_sum(w, q > 1 ? (q - w) + 1 : (1 - w) + q);
 }
 
 }  // namespace kel::cplx::fast
