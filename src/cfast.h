@@ -149,7 +149,7 @@ template <class T>
   return {sn, cs};
 }
 
-// e^x for 2^-5 <= |x| <= 64, relative error below 2^-63: x = n ln2/256 + r
+// e^x for |x| <= 64, relative error below 2^-63: x = n ln2/256 + r
 // with orxexpl_scalar's constants (n ln2/256 in two pieces, |r| <= ln2/512
 // plus rounding), e^r - 1 = q = r + r^2 P(r) with its fit kP (2^-66.4), and
 // e^x = 2^m (T + t)(1 + q), T + t = 2^(j/256) from its table, n = 256 m + j;

@@ -177,7 +177,8 @@ void sincos_of(DD r, long double* sine, long double* cosine) {
 // angle c arg x + d ln|x| are each within 2^-61.5 W absolute, with
 // W = (|c| + |d|) (|ln|x|| + |arg x| + 1).  Taken for W <= kShortWeight = 16,
 // where both errors stay below 2^-57.5 (0.04 ulp of the result at worst);
-// larger W goes to the double-length path below.
+// larger W goes to the double-length path below.  e^t and the sine and
+// cosine come from the short kernels of cfast.h (2^-63 and 2^-62).
 constexpr double kShortWeight = 16;
 bool pow_short(double a, double b, double c, double d, Kel64fc* out) {
   const long double cd = kel::cplx::abs_ld(c) + kel::cplx::abs_ld(d);
@@ -188,7 +189,7 @@ bool pow_short(double a, double b, double c, double d, Kel64fc* out) {
   const long double arg = b > 0 ? kel::cplx::fast::atan2_pos(b, a) : -kel::cplx::fast::atan2_pos(-b, a);
   if (cd * (kel::cplx::abs_ld(ln_abs) + kel::cplx::abs_ld(arg) + 1) > kShortWeight) return false;
   const kel::cfast::SinCos v = kel::cfast::sin_cos(c * arg + d * ln_abs);
-  *out = assemble(orxexpl_scalar(c * ln_abs - d * arg), v.cos, v.sin);
+  *out = assemble(kel::cfast::exp_moderate(c * ln_abs - d * arg), v.cos, v.sin);  // |t| <= W
   return true;
 }
 
