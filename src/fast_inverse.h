@@ -1,11 +1,12 @@
-// Short extended-precision kernels of the complex inverse functions
-// (src/cinverse.cpp).  They serve arguments the complex kernels have already
+// Short extended-precision arctangent and logarithms, for the complex inverse
+// functions (src/cinverse.cpp), the complex power (src/cpow.cpp) and the real
+// Atan2 (src/invtrig.cpp).  They serve arguments their callers have already
 // screened (finite, nonzero, of known sign), skip the special-value logic and
 // the double-length arithmetic of the exported long-double kernels, and are
 // accurate to a few units of 2^-64 relative: enough, since their own
 // arguments carry errors of that size and each result part is rounded once to
-// double afterwards.  They run under the complex frame's 64-bit precision,
-// rounding to nearest.
+// double afterwards.  They run under the frame's 64-bit precision, rounding to
+// nearest.
 #pragma once
 
 #include "catan_data.h"
