@@ -7,8 +7,8 @@
 //                  (Kahan's (b s rho + i t) / (1 + b s^2) with t = tan y,
 //                  b = 1 + t^2 = 1/cos^2 y, multiplied through by cos^2 y)
 //
-// sinh x and cosh x come from kel::cfast::sinh_cosh (a short series below
-// |x| = 1/2, one exponential beyond), cos y and sin y from kel::cfast::sin_cos
+// sinh x and cosh x come from kel::fast::sinh_cosh (a short series below
+// |x| = 1/2, one exponential beyond), cos y and sin y from kel::fast::sin_cos
 // (a short reduction and table for |y| < 2^20, the exact reduction of
 // orxsincosl_scalar beyond); all are good to 2^-62 relative or better, so
 // each part is within 0.5 + 2^-8 ulp of double before its one rounding.  The extended exponent
@@ -39,7 +39,7 @@
 // the sign of x times y on the infinity, as MPC gives it (even, but the one
 // case where conjugation does not commute).  A nonzero subnormal part raises
 // underflow.
-#include "cfast.h"
+#include "fast.h"
 #include "complex.h"
 #include "complex_bits.h"
 #include "hyperbolicl.h"
@@ -85,15 +85,15 @@ Kel64fc cosh_sinh(Kel64fc z) {
   }
   if (is_zero(y)) {
     // cosh(x +- i0) = (cosh x, +-0 sinh x), sinh(x +- i0) = (sinh x, +-0).
-    const kel::ld::SinhCosh h = kel::cfast::sinh_cosh(x);
+    const kel::ld::SinhCosh h = kel::fast::sinh_cosh(x);
     if (Sinh) return finish(h.sinh, y);
     return finish(h.cosh, signed_zero(is_negative(x) != is_negative(y)));
   }
   if (__builtin_expect(is_nan(x), 0)) return finish(x, x);
   // x finite or infinite (sinh_cosh gives +-inf, +inf), y finite nonzero, so
   // sin y and cos y are nonzero and no infinity meets a zero.
-  const kel::ld::SinhCosh h = kel::cfast::sinh_cosh(x);
-  const kel::cfast::SinCos t = kel::cfast::sin_cos(y);
+  const kel::ld::SinhCosh h = kel::fast::sinh_cosh(x);
+  const kel::fast::SinCos t = kel::fast::sin_cos(y);
   if (Sinh) return finish(h.sinh * t.cos, h.cosh * t.sin);
   return finish(h.cosh * t.cos, h.sinh * t.sin);
 }
@@ -117,7 +117,7 @@ Kel64fc tanh_kernel(Kel64fc z) {
     const long double nan = is_nan(x) ? static_cast<long double>(x) + y : static_cast<long double>(y) - y;
     return finish(nan, nan);
   }
-  const kel::cfast::SinCos t = kel::cfast::sin_cos(y);
+  const kel::fast::SinCos t = kel::fast::sin_cos(y);
   const long double sn = t.sin, cs = t.cos;
   if (kel::Format<double>::biased_exponent(x) >= 0x403 && __builtin_fabs(x) >= kTanhSaturation) {  // |x| >= 23
     const long double re = kel::opaque(1.0L) - 0x1p-100L;  // 1, inexact
@@ -127,13 +127,13 @@ Kel64fc tanh_kernel(Kel64fc z) {
   if (kel::Format<double>::biased_exponent(x) >= 0x3FE) {  // 1/2 <= |x| < 23
     // Numerator and denominator times 4 e^(2|x|) = 4f: one exponential and
     // one division, f - 1 >= (e - 1) f / e losing at most a factor 1.6.
-    const long double f = kel::cfast::exp_moderate(2.0L * __builtin_fabs(x));
+    const long double f = kel::fast::exp_moderate(2.0L * __builtin_fabs(x));
     const long double fm1 = f - 1.0L;
     const long double inv = 1.0L / (fm1 * fm1 + 4.0L * f * (cs * cs));
     const long double re = (fm1 * (f + 1.0L)) * inv;
     return finish(is_negative(x) ? -re : re, (4.0L * f) * (sn * cs) * inv);
   }
-  const kel::ld::SinhCosh h = kel::cfast::sinh_cosh(x);
+  const kel::ld::SinhCosh h = kel::fast::sinh_cosh(x);
   const long double inv = 1.0L / (h.sinh * h.sinh + cs * cs);
   return finish((h.sinh * h.cosh) * inv, (sn * cs) * inv);
 }

@@ -43,7 +43,7 @@
 // underflow.
 #include "complex.h"
 #include "complex_bits.h"
-#include "fast_inverse.h"
+#include "fast.h"
 
 namespace {
 
@@ -59,7 +59,7 @@ constexpr long double kHalfPi = kPi / 2;
 constexpr long double kQuarterPi = kPi / 4;
 constexpr long double kInf = __builtin_infl();
 constexpr long double kACrossover = 1.5L;  // below: imaginary part by log1p
-constexpr long double kFastLogLimit = 0x1p998L;  // below: the short logarithms of fast_inverse.h
+constexpr long double kFastLogLimit = 0x1p998L;  // below: the short logarithms of fast.h
 
 // v with the sign of s; a NaN keeps its own sign.
 inline double signed_like(double v, double s) { return is_nan(v) ? v : kel::cplx::with_sign_of(v, s); }
@@ -118,12 +118,12 @@ void arcsine_finite(double xd, double yd, long double* re, long double* im) {
   if (a <= kACrossover) {
     const long double am1 = 0.5L * (y2 / (r + xp1) + (ax < 1 ? y2 / (s - xm1) : s + xm1));
     sa = kel::sqrt_x87(am1 * (a + 1));
-    *im = fast::log1p_pos(am1 + sa);
+    *im = kel::fast::log1p_pos(am1 + sa);
   } else {
     sa = kel::sqrt_x87((a - 1) * (a + 1));
-    *im = a < kFastLogLimit ? fast::log_sum(a + sa, 0) : orxlogl_scalar(a + sa);
+    *im = a < kFastLogLimit ? kel::fast::log_sum(a + sa, 0) : orxlogl_scalar(a + sa);
   }
-  *re = Cosine ? fast::atan2_pos(a * y, x * sa) : fast::atan2_pos(ax * sa, a * y);
+  *re = Cosine ? kel::fast::atan2_pos(a * y, x * sa) : kel::fast::atan2_pos(ax * sa, a * y);
 }
 
 // The same for x or y infinite or NaN (y not negative).
@@ -188,9 +188,9 @@ void arctanh(double xd, double yd, long double* re, long double* im) {
     if (x < kTiny && y < kTiny) return odd_series(x, y, kAtanhSeries, re, im);
     const long double xm = 1 - x;
     const long double q = 4 * x / (xm * xm + y2);  // atanh(1 + i0): +inf, divide-by-zero
-    *re = 0.25L * (q < kFastLogLimit ? fast::log1p_pos(q) : orxlog1pl_scalar(q));
+    *re = 0.25L * (q < kFastLogLimit ? kel::fast::log1p_pos(q) : orxlog1pl_scalar(q));
     const long double d = xm * (1 + x) - y2;
-    *im = 0.5L * (y > 0 && d != 0 ? fast::atan2_pos(2 * y, d) : orxatan2l_scalar(2 * y, d));
+    *im = 0.5L * (y > 0 && d != 0 ? kel::fast::atan2_pos(2 * y, d) : orxatan2l_scalar(2 * y, d));
     return;
   }
   if (is_nan(xd) || is_nan(yd)) {

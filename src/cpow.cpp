@@ -10,7 +10,7 @@
 // the degree part reduced exactly modulo 360 and 90 before it becomes
 // radians (for a complex y with |c| < 2^16, where no exact right angle can
 // arise, A' c is taken in radians directly), then one sine and cosine of the
-// sum from the short kernel of cfast.h (2^-62) with a low-part correction.
+// sum from the short kernel of fast.h (2^-62) with a low-part correction.
 // Every product that feeds the exponential or
 // an angle is a Dekker product, so the exponent and the angle carry absolute
 // errors near 2^-64 (A is turned into |A| <= 45 first, so an angle near an
@@ -40,10 +40,9 @@
 // else +0.  Signalling-NaN parts are quieted first, raising
 // invalid once (kel::cplx::entry).  The kernel never reports.
 #include "atan2l_data.h"
-#include "cfast.h"
+#include "fast.h"
 #include "complex.h"
 #include "complex_bits.h"
-#include "fast_inverse.h"
 #include "powl.h"
 
 namespace {
@@ -165,7 +164,7 @@ Arg arg_of(double a, double b) {
 // a huge angle is itself a large angle, left to kel::pw::sincos_dd.
 void sincos_of(DD r, long double* sine, long double* cosine) {
   if (__builtin_expect(__builtin_fabsl(r.lo) >= 0x1p-32L, 0)) return kel::pw::sincos_dd(r, sine, cosine);
-  const kel::cfast::SinCos v = kel::cfast::sin_cos(r.hi);
+  const kel::fast::SinCos v = kel::fast::sin_cos(r.hi);
   *sine = v.sin + r.lo * v.cos;
   *cosine = v.cos - r.lo * v.sin;
 }
@@ -178,18 +177,18 @@ void sincos_of(DD r, long double* sine, long double* cosine) {
 // W = (|c| + |d|) (|ln|x|| + |arg x| + 1).  Taken for W <= kShortWeight = 16,
 // where both errors stay below 2^-57.5 (0.04 ulp of the result at worst);
 // larger W goes to the double-length path below.  e^t and the sine and
-// cosine come from the short kernels of cfast.h (2^-63 and 2^-62).
+// cosine come from the short kernels of fast.h (2^-63 and 2^-62).
 constexpr double kShortWeight = 16;
 bool pow_short(double a, double b, double c, double d, Kel64fc* out) {
   const long double cd = kel::cplx::abs_ld(c) + kel::cplx::abs_ld(d);
   if (cd > kShortWeight) return false;
   const long double norm = static_cast<long double>(a) * a + static_cast<long double>(b) * b;
   if (!(norm >= 0x1p-1000L && norm < 0x1p1000L)) return false;  // log_sum reads its exponent from a double
-  const long double ln_abs = 0.5L * kel::cplx::fast::log_sum(norm, 0.0L);
-  const long double arg = b > 0 ? kel::cplx::fast::atan2_pos(b, a) : -kel::cplx::fast::atan2_pos(-b, a);
+  const long double ln_abs = 0.5L * kel::fast::log_sum(norm, 0.0L);
+  const long double arg = b > 0 ? kel::fast::atan2_pos(b, a) : -kel::fast::atan2_pos(-b, a);
   if (cd * (kel::cplx::abs_ld(ln_abs) + kel::cplx::abs_ld(arg) + 1) > kShortWeight) return false;
-  const kel::cfast::SinCos v = kel::cfast::sin_cos(c * arg + d * ln_abs);
-  *out = assemble(kel::cfast::exp_moderate(c * ln_abs - d * arg), v.cos, v.sin);  // |t| <= W
+  const kel::fast::SinCos v = kel::fast::sin_cos(c * arg + d * ln_abs);
+  *out = assemble(kel::fast::exp_moderate(c * ln_abs - d * arg), v.cos, v.sin);  // |t| <= W
   return true;
 }
 

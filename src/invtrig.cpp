@@ -4,7 +4,7 @@
 // Each element is computed in x87 extended precision by the library's
 // extended-precision kernels (orxasinl_scalar ... orxatanhl_scalar in
 // invtrigl.cpp, orxatanl_scalar; atan2 of finite nonzero operands by the
-// table arctangent of src/fast_inverse.h, its zeros and infinities by
+// table arctangent of src/fast.h, its zeros and infinities by
 // orxatan2l_scalar) and rounded once to the destination format:
 //   asin x  = atan2(x, c),  acos x = atan2(c, x),  c = sqrt((1 - x)(1 + x))
 //   asinh a = log1p(a + a^2 / (1 + sqrt(1 + a^2))),  a = |x|, sign restored
@@ -28,7 +28,7 @@
 // atan2 follows C99 for every signed zero and infinity.
 #include "atan2l_data.h"
 #include "atan_data.h"
-#include "fast_inverse.h"
+#include "fast.h"
 #include "float_rounding.h"
 #include "frame.h"
 
@@ -75,7 +75,7 @@ int atan_element(T xt, T* out) {
   return store(orxatanl_scalar(x), out);
 }
 
-// Error bound of the table arctangent (kel::cplx::fast::atan2_pos, 2^-63
+// Error bound of the table arctangent (kel::fast::atan2_pos, 2^-63
 // relative: 2 units of the last bit of its result), with a margin, for the
 // float rounding screen.
 constexpr uint64_t kAtan2ErrorUnits = 16;
@@ -106,7 +106,7 @@ int atan2_element(T yt, T xt, T* out) {
   }
   if (kel::is_zero(y) || kel::is_zero(x) || kel::is_inf_or_nan(y) || kel::is_inf_or_nan(x))
     return store(orxatan2l_scalar(y, x), out);  // signed zeros and infinities
-  const long double a = kel::cplx::fast::atan2_pos(magnitude(y), x);
+  const long double a = kel::fast::atan2_pos(magnitude(y), x);
   long double r = y < 0 ? -a : a;
   if constexpr (sizeof(T) == 4) {
     if (!kel::fr::settles<kAtan2ErrorUnits>(r)) r = atan2_accurate(y, x);

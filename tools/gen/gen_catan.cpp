@@ -1,6 +1,6 @@
 // Prints src/catan_data.cpp: the Taylor expansions of atan at the points
 // c = j/128, j = 0..128, read by the arctangent of the complex inverse
-// kernels (src/fast_inverse.h), computed with MPFR.
+// kernels (src/fast.h), computed with MPFR.
 //
 // With w = (c + i)/(1 + c^2), atan(c + h) - atan(c) = Im ln(1 + h w), so
 //   atan(c + h) = atan(c) + sum_k a_k h^k,  a_k = (-1)^(k+1) Im(w^k)/k.
