@@ -5,7 +5,20 @@
 # elements, divided by 10000, so start-up costs cancel).
 #   scripts/perf_report.sh [--quick]
 set -eu
+self="$(cd "$(dirname "$0")" && pwd)/$(basename "$0")"
 cd "$(dirname "$0")/.."
+count() {  # name n [special]
+  valgrind --tool=callgrind --callgrind-out-file=/dev/null ./build/native/bench/kelvm_instr "$@" 2>&1 |
+    sed -n 's/.*Collected : *\([0-9]*\).*/\1/p'
+}
+# One function and input set (NAME main|special): a line "NAME INPUTS instr".
+if [ "${1:-}" = "--count" ]; then
+  flag=""; [ "$3" = special ] && flag=special
+  a=$(count "$2" 10000 $flag) || exit 0
+  b=$(count "$2" 20000 $flag) || exit 0
+  [ -n "$a" ] && [ -n "$b" ] && echo "$2 $3 $(( (b - a) / 10000 ))"
+  exit 0
+fi
 min_time=0.2
 [ "${1:-}" = "--quick" ] && min_time=0.02
 cmake --preset native >/dev/null
@@ -14,18 +27,8 @@ out=build/native/perf
 mkdir -p "$out" docs
 ./build/native/bench/kelvm_bench --benchmark_min_time="$min_time" \
   --benchmark_out="$out/bench.json" --benchmark_out_format=json >/dev/null
-count() {  # name n [special]
-  valgrind --tool=callgrind --callgrind-out-file=/dev/null ./build/native/bench/kelvm_instr "$@" 2>&1 |
-    sed -n 's/.*Collected : *\([0-9]*\).*/\1/p'
-}
-: > "$out/instr.tsv"
-for name in $(./build/native/kelvm --list); do
-  for inputs in main special; do
-    flag=""; [ "$inputs" = special ] && flag=special
-    a=$(count "$name" 10000 $flag) || continue
-    b=$(count "$name" 20000 $flag) || continue
-    [ -n "$a" ] && [ -n "$b" ] && echo "$name $inputs $(( (b - a) / 10000 ))" >> "$out/instr.tsv"
-  done
-done
+# Instruction counts after the timings, one callgrind run per core.
+./build/native/kelvm --list | awk '{ print $1, "main"; print $1, "special" }' |
+  xargs -n 2 -P "$(nproc)" "$self" --count > "$out/instr.tsv"
 /usr/bin/python3 bench/report.py "$out/bench.json" "$out/instr.tsv" docs
 echo "wrote docs/performance.md and docs/performance.png"
