@@ -1,14 +1,17 @@
 // Complex exponential e^(x+iy) = e^x (cos y + i sin y), in x87 extended
 // precision on the long-double kernels; each part is rounded once to double.
 //
-// For |x| < 2048 the real exponential and the sine and cosine are long double
-// values good to a few ulp of a 64-bit significand, so the products round
-// correctly to double except in rare near-halfway cases.  Beyond that e^x is
+// For |x| < 2048 the real exponential (orxexpl_scalar) and the sine and cosine
+// (kel::fast::sin_cos: 2^-62 relative for 2^-32 <= |y| < 2^20, the exported
+// kernel elsewhere) are long double values good to a few ulp of a 64-bit
+// significand, so the products round correctly to double except in rare
+// near-halfway cases.  Beyond that e^x is
 // outside even the product range that could come back to a finite double or
 // a nonzero one, and the result is the square of an extreme constant, which
 // raises overflow or underflow at its store to double.
 #include "complex.h"
 #include "complex_bits.h"
+#include "fast.h"
 
 namespace {
 
@@ -34,9 +37,8 @@ Kel64fc exp_kernel(Kel64fc z) {
     } else if (!is_zero(y)) {
       if (kel::Format<double>::biased_exponent(x) < 1034) {  // |x| < 2048
         const long double e = orxexpl_scalar(x);
-        long double sn, cs;
-        orxsincosl_scalar(y, &sn, &cs);
-        r = {round_to<double>(e * cs), round_to<double>(e * sn)};
+        const kel::fast::SinCos t = kel::fast::sin_cos(y);
+        r = {round_to<double>(e * t.cos), round_to<double>(e * t.sin)};
       } else {
         const long double c = is_negative(x) ? kSmall : kBig;
         const double e = round_to<double>(kel::opaque(c) * kel::opaque(c));
