@@ -195,7 +195,7 @@ void register_scalar(const char* name, const char* family, T (*fn)(T)) {
 // benchmarks of the family use (parts from the family's range times 1e-5).
 template <class T, class Fn>
 void register_complex(const char* name, const char* family, Fn fn) {
-  const auto in = kelbench::make_inputs(kelcat::find(family, kelcat::Domain::real)->main.d, kMaxLen, 1);
+  const auto in = kelbench::make_inputs(kelcat::find(family, kelcat::Domain::complex)->main.d, kMaxLen, 1);
   auto src = std::make_shared<std::vector<std::complex<T>>>(in.size());
   for (size_t i = 0; i < in.size(); ++i) (*src)[i] = {T(in[i] * 1e-5), T(in[in.size() - 1 - i] * 1e-5)};
   auto dst = std::make_shared<std::vector<std::complex<T>>>(in.size());
@@ -270,6 +270,8 @@ void register_glibc() {
   register_loop<long double>("atanl", "Atan", [](long double a) { return std::atan(a); });
   register_loop<long double>("erfl", "Erf", [](long double a) { return std::erf(a); });
   register_loop<long double>("erfcl", "Erfc", [](long double a) { return std::erfc(a); });
+  register_loop<long double>("powl", "Pow", [](long double a, long double b) { return std::pow(a, b); });
+  register_loop<long double>("hypotl", "Hypot", [](long double a, long double b) { return std::hypot(a, b); });
   KEL_GLIBC_COMPLEX(exp, "Exp");
   register_scalar<double>("ceil", "Ceil", std::ceil);
   register_scalar<float>("ceilf", "Ceil", std::ceil);

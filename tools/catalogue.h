@@ -73,6 +73,7 @@ struct Family {
 
 namespace range {
 constexpr Range kWide{-1e6, 1e6}, kTrig{-100, 100}, kUnit{-0.99, 0.99}, kPow{0.1, 10}, kAcosh{1, 1e6};
+constexpr Range kAtan{-10, 10}, kErf{-3, 3};
 constexpr Ranges kExp{{-700, 700}, {-87, 88}}, kExpLow{{-745, -709}, {-103, -88}};
 constexpr Ranges kLog{{1e-300, 1e300, true}, {1e-30, 1e30, true}}, kSqrt{{1e-30, 1e30, true}};
 constexpr Ranges kSubnormal{{5e-324, 2e-308, true}, {1e-45, 1e-38, true}};
@@ -98,14 +99,14 @@ inline constexpr Family kFamilies[] = {
     {"Tanh", D::real, S::unary, R::tanh, Sample::tanh, range::kWide},
     {"Asin", D::real, S::unary, R::asin, Sample::asin_acos, range::kUnit},
     {"Acos", D::real, S::unary, R::acos, Sample::asin_acos, range::kUnit},
-    {"Atan", D::real, S::unary, R::atan, Sample::atan, range::kWide},
+    {"Atan", D::real, S::unary, R::atan, Sample::atan, range::kAtan},
     {"Asinh", D::real, S::unary, R::asinh, Sample::atan, range::kWide},
     {"Acosh", D::real, S::unary, R::acosh, Sample::acosh, range::kAcosh},
     {"Atanh", D::real, S::unary, R::atanh, Sample::atanh, range::kUnit},
     {"InvSqrt", D::real, S::unary, R::invsqrt, Sample::sqrt, range::kSqrt},
     {"Cbrt", D::real, S::unary, R::cbrt, Sample::inv, range::kWide},
     {"InvCbrt", D::real, S::unary, R::invcbrt, Sample::inv, range::kWide},
-    {"Erf", D::real, S::unary, R::erf, Sample::erf, range::kUnit},
+    {"Erf", D::real, S::unary, R::erf, Sample::erf, range::kErf},
     {"Erfc", D::real, S::unary, R::erfc, Sample::erfc, range::kErfc},
     {"ErfInv", D::real, S::unary, R::erfinv, Sample::erfinv, range::kUnit},
     {"Atan2", D::real, S::binary, R::atan2, Sample::atan2, range::kWide},
