@@ -27,6 +27,7 @@
 // keep their sign where the function is odd; atan(+-inf) = +-pi/2 rounded and
 // atan2 follows C99 for every signed zero and infinity.
 #include "atan2l_data.h"
+#include "asin_data.h"
 #include "atan_data.h"
 #include "fast.h"
 #include "float_rounding.h"
@@ -171,29 +172,70 @@ inline int atan_row_of(T x) {
   return static_cast<int>(m >> (kMantBits - 5)) - ((kBias - 7) * 32 - 1);
 }
 
-// atan a for a positive long double a.
-inline long double atan_positive(long double a) {
-  const uint32_t key = kel::Ld::key(kel::Ld::bits(a));  // exponent, leading bit, 15 bits
-  return atan_row(a, static_cast<int>((key >> 16) * 32 + ((key >> 10) & 31)) - ((16383 - 7) * 32 - 1));
-}
-
 template <class T>
 inline long double atan_signed(T x) {
   const long double at = atan_row(magnitude(static_cast<double>(x)), atan_row_of(x));
   return kel::bits(x) >> (8 * sizeof(T) - 1) ? -at : at;
 }
 
-// asin a = atan(a / sqrt((1 - a)(1 + a))) and acos x = 2 atan(sqrt((1 - x) /
-// (1 + x))) for 2^-32 <= a = |x| < 1: 1 - a and 1 + a are exact (or within
-// 2^-64 relative below 2^-11, where nothing cancels), the square root halves
-// the error of what it roots, and arctangent's condition number t / ((1 +
-// t^2) atan t) is below 1: the argument's 1.5 units of 2^-64 and the kernel's
-// error keep the result within 3 units of 2^-64.
-inline long double asin_positive(long double a) {
-  return atan_positive(a / kel::sqrt_x87((1.0L - a) * (1.0L + a)));
+// c ? x : y without a branch (fcmov): the two cases of asin_acos_main come
+// in random order.
+inline long double select(bool c, long double x, long double y) {
+  asm("testb %2, %2\n\tfcmovne %%st(1), %%st" : "+t"(y) : "u"(x), "q"(c) : "cc");
+  return y;
 }
-inline long double acos_of(long double x) {
-  return 2 * atan_positive(kel::sqrt_x87((1.0L - x) / (1.0L + x)));
+
+// asin x or acos x for a double or float x with 2^-32 <= a = |x| < 1, before
+// the one rounding to the destination:
+//   asin a = t (1 + G(t^2))           with t = a below 1/2,
+//   asin a = pi/2 - 2 t (1 + G(t^2))  with t = sqrt((1 - a)/2) from 1/2 on,
+// G(w) = asin(sqrt w)/sqrt w - 1, and acos x = pi/2 - asin x, so that each
+// is K + m t (1 + G(w)) with K and m from kel::asin_data::kPlacements.  G on
+// [0, 1/4] (below 0.048) is the degree-7 Taylor polynomial at the nearest
+// point c = j/256 (Estrin), |w - c| <= 2^-9 (1 + 2^-7), truncated below
+// 2^-75 and evaluated within 2^-68.  w = a^2 is within 2^-64 relative and
+// (1 - a)/2 exact; t = a is exact and fsqrt rounds t within 2^-65 relative,
+// 2t <= 1.  The result is at least |t| / 2 and at least pi/6 when t is a
+// square root, so it carries the two half-unit roundings of (K_hi + m t) +
+// (K_lo + m t G), the square root's 2^-65 and a few 2^-68: within 3 units
+// of its last bit, stored to double within 0.5 + 2^-9 ulp.
+// No division and no branch: the cell comes from integer arithmetic on the
+// leading bits of x (w * 256 to nearest, through a 16-bit a or the exact
+// integer 1 - a), the two cases meet in conditional moves.
+template <bool Cosine, class T>
+inline long double asin_acos_main(T x) {
+  using kel::asin_data::kCells;
+  // The high word of |x| as a double.
+  uint32_t hw;
+  if constexpr (sizeof(T) == 8) {
+    hw = kel::high_word(x) & 0x7FFFFFFF;
+  } else {
+    hw = ((kel::bits(x) & 0x7FFFFFFF) >> 3) + ((1023 - 127) << 20);
+  }
+  const bool near_one = hw >= 0x3FE00000;
+  const uint32_t sig = (hw & 0xFFFFF) | 0x100000;  // 2^20 <= sig < 2^21
+  const uint32_t e = hw >> 20 < 1005 ? 1005 : hw >> 20;  // a < 2^-18 has a16 = 0: row 0
+  const uint32_t a16 = sig >> (1027 - e);                  // floor(a 2^16) for a < 1/2
+  const uint32_t row_low = (a16 * a16 + (1u << 23)) >> 24;      // a^2 256
+  const uint32_t row_high = (0x200000 - sig + (1u << 13)) >> 14;  // (1 - a)/2 256, a >= 1/2
+  uint32_t high_mask = 0u - near_one;
+  asm("" : "+r"(high_mask));  // both rows computed, no branch
+  const kel::asin_data::Cell& cell = kCells[(row_high & high_mask) | (row_low & ~high_mask)];
+  const uint32_t negative = kel::bits(x) >> (8 * sizeof(T) - 1);
+  const kel::asin_data::Placement& k = kel::asin_data::kPlacements[Cosine][2 * near_one + negative];
+
+  const long double a = magnitude(static_cast<double>(x));
+  const long double z = (1.0L - a) * 0.5L;
+  const long double w = select(near_one, z, a * a);
+  const long double t = select(near_one, kel::sqrt_x87(w), a);
+
+  const long double h = w - cell.c, h2 = h * h, h4 = h2 * h2;
+  const double* g = cell.g;
+  const long double low = h * cell.g1 + h2 * (g[0] + h * g[1]);
+  const long double high = (g[2] + h * g[3]) + h2 * (g[4] + h * g[5]);
+  const long double gw = cell.g0 + (low + h4 * high);
+  const long double u = k.m * t;
+  return (k.hi + u) + (k.lo + u * gw);
 }
 
 // A float result within Bound units of 2^-64 of a float rounding point goes
@@ -231,14 +273,7 @@ template <bool Cosine>
 struct AsinAcosFast : MainRange<0x3FF00000, 0x3F800000> {
   template <class T>
   [[gnu::always_inline, gnu::flatten]] static void main(T x, T* out) {
-    const long double v = static_cast<double>(x);
-    long double r;
-    if constexpr (Cosine) {
-      r = acos_of(v);
-    } else {
-      const long double a = asin_positive(__builtin_fabsl(v));
-      r = kel::bits(x) >> (8 * sizeof(T) - 1) ? -a : a;
-    }
+    const long double r = asin_acos_main<Cosine>(x);
     store_fast<8>(r, x, out, asin_acos_element<T, Cosine>);
   }
   template <class T>

@@ -88,7 +88,12 @@ TEST(InvTrigAccuracy, RowAndPathEdges) {
   std::vector<double> xs;
   for (double e : {0x1p-32, 0x1p-7, 0x1p-1, 1.0, 1.03125, 1.96875, 0x1p6, 0x1.fp6, 0x1p7, 0x1p-7 * 1.5})
     for (double x : {std::nextafter(e, 0.0), e, std::nextafter(e, 2 * e)}) xs.insert(xs.end(), {x, -x});
-  const std::vector<double> near_one = {0x1.fffffffffffffp-1, 0x1.ffffffffffff8p-1, 0x1.ffp-1, 0x1p-32, 0x1.fffffp-33};
+  std::vector<double> near_one = {0x1.fffffffffffffp-1, 0x1.ffffffffffff8p-1, 0x1.ffp-1, 0x1p-32, 0x1.fffffp-33};
+  // asin/acos: the edges of the cells of t^2 (halfway between two points j/256) with t = a and
+  // t = sqrt((1 - a)/2), and a = 1/2 where the second takes over (j = 64).
+  for (double j : {0.5, 1.5, 40.5, 63.5, 64.0})
+    for (double e : {std::sqrt(j / 256), 1 - j / 128})
+      near_one.insert(near_one.end(), {std::nextafter(e, 0.0), e, std::nextafter(e, 1.0)});
   const struct {
     Fn<double> fn;
     kelacc::MpfrUnary ref;
