@@ -49,6 +49,8 @@
 // erfc(+Inf) = +0, erfc(-Inf) = 2, all exact; NaNs pass through quietly (a
 // signalling NaN raises invalid) with no report.
 #include "erf_data.h"
+#include "expl.h"
+#include "float_rounding.h"
 #include "frame.h"
 #include "ld_trig.h"
 
@@ -281,6 +283,95 @@ int erfinv_kernel(T x, T* y) {
   return kelStatusNoError;
 }
 
+// ---- Fast paths ----
+//
+// The members' main paths, 2^-32 <= |x| below their limits, evaluate short
+// polynomials with double coefficients (kFast; the three leading ones carry
+// a double tail) and no division, with a = |x|:
+//
+//   erf a  = a P(a^2)                        a < 1/2
+//          = E_i(a - m_i)                    1/2 <= a < 6
+//   erfc a = e^(-a^2) C_i(a - m_i)           1/2 <= a < 28
+//
+// on cells of an eighth of a binade picked by the exponent and the top three
+// significand bits of x (m_i the midpoint, so a - m_i is exact); erfc x for
+// x < 1/2 is 1 - erf x, and erfc(-a) = 1 + erf a.  Each polynomial is within
+// 2^-63 of its function with the stored coefficients (tools/gen/gen_erf.cpp
+// checks it), and Estrin's scheme adds about 2^-63.  e^(-a^2) is formed from
+// a^2 = h + l split exactly (Veltkamp: h = hi^2, hi the top 32 bits of a,
+// l = lo (a + hi)) and reduced as -(h + l) = n ln2/256 + r with expl's
+// constants, e^r - 1 from its polynomial and 2^(j/256) from its table (about
+// 2^-63.5).  In all the long double lies within 2^-61 of the function, six
+// units of its last bit: a double result within 0.5 + 2^-8 ulp, a float one
+// checked by the rounding test, which hands the few elements near a float
+// midpoint to the element kernels above.
+
+using kel::erf_data::kFast;
+using kel::erf_data::kFastLeading;
+
+constexpr uint64_t kFastErrorUnits = 16;  // bound of the float rounding test, units of the last bit
+
+// c[0] + c[1] v + ... by Estrin's scheme: terms paired with v, the pairs with
+// v^2, and so on; the leading coefficients are c[k] + lo[k] in long double.
+template <int Degree>
+[[gnu::always_inline]] inline long double fast_poly(const kel::erf_data::FastPoly<Degree>& p, long double v) {
+  long double t[Degree + 1];
+#pragma GCC unroll 16
+  for (int k = 0; k <= Degree; ++k) t[k] = k < kFastLeading ? p.c[k] + static_cast<long double>(p.lo[k]) : p.c[k];
+  long double w = v;
+#pragma GCC unroll 8
+  for (int n = Degree + 1; n > 1; n = (n + 1) / 2) {
+#pragma GCC unroll 8
+    for (int i = 0; 2 * i < n; ++i) t[i] = 2 * i + 1 < n ? t[2 * i] + t[2 * i + 1] * w : t[2 * i];
+    w = w * w;
+  }
+  return t[0];
+}
+
+// The cell of |x| in [1/2, 32): 8 (e + 1) + k for 2^e (1 + k/8) <= |x|.
+inline int fast_cell(double x) { return static_cast<int>((kel::high_word(x) & 0x7FFFFFFF) >> 17) - (1022 << 3); }
+inline int fast_cell(float x) { return static_cast<int>((kel::bits(x) & 0x7FFFFFFF) >> 20) - (126 << 3); }
+
+// erf a for 1/2 <= a = |x| < 6.
+template <class T>
+inline long double fast_erf_cell(T x, long double a) {
+  const kel::erf_data::FastCell& c = kFast.erf[fast_cell(x)];
+  return fast_poly(c.p, a - c.mid);
+}
+
+// e^(-a^2) for 1/2 <= a < 28, a with at most 53 bits.
+inline long double fast_gauss(long double a) {
+  using namespace kel::expl;
+  constexpr long double kSplit = 0x1p32L + 1;
+  constexpr double kShifter = 0x1.8p52;  // a double sum with it is an integer
+  const long double t = a * kSplit;
+  const long double hi = t - (t - a), lo = a - hi;
+  const long double h = hi * hi, l = lo * (a + hi);  // h and a + hi exact
+  const uint64_t nb = kel::bits_rounded_to_double(h * -k256OverLn2 + kShifter);
+  const long double fn = kel::double_from_bits(nb) - kShifter;
+  const int32_t n = static_cast<int32_t>(static_cast<uint32_t>(nb));  // the low bits of 1.5 * 2^52 + n
+  const int32_t j = static_cast<int8_t>(n & 0xFF);
+  const long double r = ((-h - fn * kLn2Over256[0]) - l) - fn * kLn2Over256[1];  // the first difference exact
+  const long double r2 = r * r;
+  const long double q = r + r2 * ((kP[0] + r2 * (kP[2] + r2 * kP[4])) + r * (kP[1] + r2 * kP[3]));
+  const long double T = orx_orx_expl_table_256[128 + j][0], tail = orx_orx_expl_table_256[128 + j][1];
+  const long double scale = kel::double_from_bits(static_cast<uint64_t>(1023 + (n - j) / 256) << 52);
+  return (T + (tail + (T * q + tail * q))) * scale;
+}
+
+// Stores r rounded to T; a float r near a float midpoint goes to the element
+// kernel instead.
+template <class T>
+inline void store_fast(long double r, T x, T* y, int (*element)(T, T*)) {
+  if constexpr (sizeof(T) == 4) {
+    if (!kel::fr::settles<kFastErrorUnits>(r)) [[unlikely]] {
+      element(x, y);
+      return;
+    }
+  }
+  *y = kel::round_to<T>(r);
+}
+
 // ---- Members ----
 //
 // The whole call runs at 64-bit precision, two elements at a time.  The main
@@ -297,8 +388,8 @@ struct ErfFast : MainRange<kSixDouble, kSixFloat> {
   template <class T>
   [[gnu::always_inline, gnu::flatten]] static void main(T x, T* y) {
     const long double a = magnitude(x);
-    const long double v = a < kSeries ? erf_series(a) : 1.0L - erfc_positive(a);
-    *y = kel::round_to<T>(is_negative(x) ? -v : v);
+    const long double v = a < kSeries ? a * fast_poly(kFast.series, a * a) : fast_erf_cell(x, a);
+    store_fast(is_negative(x) ? -v : v, x, y, erf_kernel<T>);
   }
   template <class T>
   static int element(T x, T* y) {
@@ -315,13 +406,15 @@ struct ErfcFast : MainRange<kErfcLimitDouble, kErfcLimitFloat> {
   [[gnu::always_inline, gnu::flatten]] static void main(T x, T* y) {
     const long double a = magnitude(x);
     long double v;
-    if (a < kSeries)
-      v = 1.0L - erf_series(x);
-    else if (is_negative(x))
-      v = 2.0L - erfc_positive(a);
-    else
-      v = erfc_positive(a);
-    *y = kel::round_to<T>(v);
+    if (a < kSeries) {
+      v = 1.0L - x * fast_poly(kFast.series, a * a);
+    } else if (is_negative(x)) {
+      v = a < kErfOne ? 1.0L + fast_erf_cell(x, a) : 2.0L - kel::opaque(kNudge);
+    } else {
+      const kel::erf_data::FastCell& c = kFast.erfc[fast_cell(x)];
+      v = fast_gauss(a) * fast_poly(c.p, a - c.mid);
+    }
+    store_fast(v, x, y, erfc_kernel<T>);
   }
   template <class T>
   static int element(T x, T* y) {

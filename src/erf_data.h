@@ -34,4 +34,32 @@ struct Tables {
 
 extern const Tables kTables;
 
+// The fast paths' polynomials: c[k] of v^k rounded to double, the leading
+// three completed by their tails lo[k] (c[k] + lo[k] is the long double
+// coefficient; 64-bit loads cost a fraction of 80-bit ones).
+inline constexpr int kFastLeading = 3;
+inline constexpr int kFastSeriesDegree = 10;  // erf(x)/x in x^2, |x| < 1/2
+inline constexpr int kFastCellDegree = 12;    // erf and erfc(a) e^(a^2) in a - m
+inline constexpr int kFastErfCells = 28;      // [1/2, 6), 8 cells per binade
+inline constexpr int kFastErfcCells = 48;     // [1/2, 32)
+
+template <int Degree>
+struct FastPoly {
+  double lo[kFastLeading];
+  double c[Degree + 1];
+};
+
+struct FastCell {
+  double mid;  // midpoint m of the cell
+  FastPoly<kFastCellDegree> p;
+};
+
+struct FastTables {
+  FastPoly<kFastSeriesDegree> series;
+  FastCell erf[kFastErfCells];
+  FastCell erfc[kFastErfcCells];
+};
+
+extern const FastTables kFast;
+
 }  // namespace kel::erf_data

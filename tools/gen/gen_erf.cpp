@@ -16,6 +16,13 @@
 //   erfinv(x)/x = S(x^2)                      |x| < 3/4
 //   erfinv(x) = T_j(w - w_j)                  w = sqrt(-ln(1 - |x|)) in [w_j, w_(j+1))
 //
+// and the shorter polynomials of the fast paths (kFast), with double
+// coefficients but for three leading ones, within 2^-63 with those values:
+//
+//   erf(x)/x   = P(x^2)                       |x| < 1/2
+//   erf(a)     = E_i(a - m_i)                 a in [1/2, 6)    8 cells per binade,
+//   erfc(a) e^(a^2) = C_i(a - m_i)            a in [1/2, 32)   m_i the midpoint
+//
 //   build/native/tests/gen_erf > src/erf_data.cpp
 #include <cmath>
 #include <string>
@@ -27,6 +34,7 @@ namespace {
 
 constexpr mpfr_prec_t kPrec = 192;
 constexpr int kChecks = 100;
+constexpr int kFastLeading = 3;  // leading coefficients stored as double + tail
 
 using gen::fail;
 
@@ -135,6 +143,20 @@ std::vector<long double> fit(const char* what, int degree, double bound, const M
   return c;
 }
 
+// The polynomial of the fast paths: fitted like fit(), then stored with its
+// three leading coefficients as double + double tail (the long double value
+// itself) and the others rounded to double; the bound applies to the stored
+// values.
+template <class F>
+std::vector<long double> fit_fast(const char* what, int degree, double bound, const M& lo, const M& hi, F f) {
+  std::vector<long double> c = interpolate(degree + 1, lo, hi, f);
+  for (size_t k = kFastLeading; k < c.size(); ++k) c[k] = static_cast<double>(c[k]);
+  const double e = log2_error(c, lo, hi, f);
+  if (std::getenv("GEN_ERF_VERBOSE")) std::fprintf(stderr, "%s: degree %d, error 2^%.1f\n", what, degree, e);
+  if (e > bound && !std::getenv("GEN_ERF_VERBOSE")) fail("%s: relative error 2^%.1f above 2^%.0f", what, e, bound);
+  return c;
+}
+
 std::string hexl(long double x) {
   char buf[64];
   std::snprintf(buf, sizeof buf, "%LaL", x);
@@ -146,6 +168,23 @@ void print_coefficients(const std::vector<long double>& c, const char* indent) {
     const std::string lit = hexl(c[k]) + ",";
     std::printf("%s%-30s // v^%zu\n", indent, lit.c_str(), k);
   }
+}
+
+// A fast polynomial as its struct's initializer: {{tails}, {coefficients}}.
+void print_fast(const std::vector<long double>& c, const char* indent) {
+  std::printf("%s{{", indent);
+  for (int k = 0; k < kFastLeading; ++k) {
+    const double head = static_cast<double>(c[k]);
+    const long double tail = c[k] - head;  // exact, and a double
+    if (static_cast<double>(tail) != tail) fail("fast polynomial: tail of c%d is not a double", k);
+    std::printf("%s%s", k ? ", " : "", gen::hex(static_cast<double>(tail)).c_str());
+  }
+  std::printf("},\n%s {\n", indent);
+  for (size_t k = 0; k < c.size(); ++k) {
+    const std::string lit = gen::hex(static_cast<double>(c[k])) + ",";
+    std::printf("%s  %-26s // v^%zu\n", indent, lit.c_str(), k);
+  }
+  std::printf("%s }}", indent);
 }
 
 // ---- The functions ----
@@ -232,6 +271,32 @@ constexpr int kInvTailDegree = 9;
 constexpr double kInvCentral = 0.75;
 constexpr double kInvTailBreaks[] = {1.125, 2, 3, 4, 6.25};
 constexpr double kInvBound = -30;
+constexpr int kFastSeriesDegree = 10;
+constexpr int kFastErfDegree = 12;
+constexpr int kFastErfCells = 28;  // [1/2, 6)
+constexpr int kFastErfcDegree = 12;
+constexpr int kFastErfcCells = 48;  // [1/2, 32)
+constexpr double kFastBound = -63;
+
+// Cell i of the fast paths: [2^e (1 + k/8), 2^e (1 + (k+1)/8)), e = i/8 - 1, k = i % 8.
+void print_fast_cells(const char* name, int cells, int degree, M (*g)(const M&)) {
+  for (int i = 0; i < cells; ++i) {
+    const int e = i / 8 - 1, k = i % 8;
+    const double a0 = std::ldexp(1.0 + k / 8.0, e), a1 = std::ldexp(1.0 + (k + 1) / 8.0, e);
+    const double mid = (a0 + a1) / 2;
+    const M lo(a0 - mid), hi(a1 - mid), m(mid);
+    char what[64];
+    std::snprintf(what, sizeof what, "fast %s [%g, %g)", name, a0, a1);
+    const auto f = [&](const M& v) {
+      M x;
+      mpfr_add(x.v, v.v, m.v, MPFR_RNDN);
+      return g(x);
+    };
+    std::printf("        {%s,  // [%g, %g)\n", gen::hex(mid).c_str(), a0, a1);
+    print_fast(fit_fast(what, degree, kFastBound, lo, hi, f), "         ");
+    std::printf("},\n");
+  }
+}
 
 }  // namespace
 
@@ -314,6 +379,22 @@ int main() {
   }
   std::printf("    },\n");
 
-  std::printf("};\n\n}  // namespace kel::erf_data\n");
+  std::printf("};\n\n");
+
+  // The short polynomials of the fast paths.
+  std::printf("const FastTables kFast = {\n    // erf(x)/x in v = x^2, 0 <= v <= 1/4\n");
+  {
+    M lo(0.0), hi(0.25);
+    print_fast(fit_fast("fast erf", kFastSeriesDegree, kFastBound, lo, hi, erf_over_x_of_square), "    ");
+  }
+  std::printf(",\n    // erf(m + v), 8 cells per binade\n    {\n");
+  print_fast_cells("erf", kFastErfCells, kFastErfDegree, [](const M& x) {
+    M r;
+    mpfr_erf(r.v, x.v, MPFR_RNDN);
+    return r;
+  });
+  std::printf("    },\n    // erfc(m + v) e^((m + v)^2), 8 cells per binade\n    {\n");
+  print_fast_cells("erfc", kFastErfcCells, kFastErfcDegree, scaled_erfc);
+  std::printf("    },\n};\n\n}  // namespace kel::erf_data\n");
   return 0;
 }
