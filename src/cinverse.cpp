@@ -65,6 +65,10 @@ constexpr long double kFastLogLimit = 0x1p998L;  // below: the short logarithms 
 // v with the sign of s; a NaN keeps its own sign.
 inline double signed_like(double v, double s) { return is_nan(v) ? v : kel::cplx::with_sign_of(v, s); }
 
+// v rounded to double by one store, read back as bits (a reload through the
+// x87 would cost a second store to reach the integer registers).
+inline double rounded(long double v) { return kel::double_from_bits(kel::bits_rounded_to_double(v)); }
+
 inline long double hypot_ld(long double a, long double b) { return kel::sqrt_x87(a * a + b * b); }
 
 // Both parts below 2^-12: w + w^3 (c0 + c1 w^2 + c2 w^4) for w = x + iy, the
@@ -163,14 +167,14 @@ void arcsine(double x, double y, long double* re, long double* im) {
 Kel64fc asinh_kernel(Kel64fc z) {
   long double u, v;
   arcsine<false>(__builtin_fabs(z.im), __builtin_fabs(z.re), &u, &v);
-  return underflow_checked({signed_like(round_to<double>(v), z.re), signed_like(round_to<double>(u), z.im)});
+  return underflow_checked({signed_like(rounded(v), z.re), signed_like(rounded(u), z.im)});
 }
 
 // acos(x + iy) = u - iv with the sign of y on v, u in [0, pi].
 Kel64fc acos_kernel(Kel64fc z) {
   long double u, v;
   arcsine<true>(z.re, __builtin_fabs(z.im), &u, &v);
-  return underflow_checked({round_to<double>(u), signed_like(round_to<double>(v), negated(z.im))});
+  return underflow_checked({rounded(u), signed_like(rounded(v), negated(z.im))});
 }
 
 // acosh z = v + iu with the sign of y on u (acos z = u -+ iv); a NaN y gives
@@ -178,8 +182,8 @@ Kel64fc acos_kernel(Kel64fc z) {
 Kel64fc acosh_kernel(Kel64fc z) {
   long double u, v;
   arcsine<true>(z.re, __builtin_fabs(z.im), &u, &v);
-  const double im = is_nan(z.im) ? round_to<double>(static_cast<long double>(z.im) + u) : round_to<double>(u);
-  return underflow_checked({round_to<double>(v), signed_like(im, z.im)});
+  const double im = is_nan(z.im) ? rounded(static_cast<long double>(z.im) + u) : rounded(u);
+  return underflow_checked({rounded(v), signed_like(im, z.im)});
 }
 
 // The logarithm of the real part of atanh, on a table of doubles
@@ -215,10 +219,6 @@ inline long double log1p_short(long double q) {
   return (tail + poly) + head;
 }
 
-// v rounded to double by one store, read back as bits (a reload through the
-// x87 would cost a second store to reach the integer registers).
-inline double rounded(long double v) { return kel::double_from_bits(kel::bits_rounded_to_double(v)); }
-
 // atanh of x + iy for x, y >= 0 (magnitudes of the parts), each part rounded
 // once to double as soon as it is known.  The real part comes first: the
 // x87 stack then holds only y and the arctangent's denominator across the
@@ -229,8 +229,8 @@ void arctanh(double xd, double yd, double* re, double* im) {
     if (x < kTiny && y < kTiny) {
       long double sr, si;
       odd_series(x, y, kAtanhSeries, &sr, &si);
-      *re = round_to<double>(sr);
-      *im = round_to<double>(si);
+      *re = rounded(sr);
+      *im = rounded(si);
       return;
     }
     const long double xm = 1 - x;
