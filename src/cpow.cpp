@@ -178,27 +178,42 @@ void sincos_of(DD r, long double* sine, long double* cosine) {
 // where both errors stay below 2^-57.5 (0.04 ulp of the result at worst);
 // larger W goes to the double-length path below.  e^t and the sine and
 // cosine come from the short kernels of fast.h (2^-63 and 2^-62).
+//
+// The logarithm, the arctangent and the sine and cosine are separate
+// functions: inlined together they need more than the x87's eight registers,
+// and the compiler spills 80-bit temporaries (an 80-bit load costs several
+// times a 64-bit one); a long double comes back in st(0) for free.
 constexpr double kShortWeight = 16;
-bool pow_short(double a, double b, double c, double d, Kel64fc* out) {
-  const long double cd = kel::cplx::abs_ld(c) + kel::cplx::abs_ld(d);
-  if (cd > kShortWeight) return false;
+
+// ln|x|, or +inf (failing the weight test) where log_sum, which reads the
+// exponent of the norm from a double, does not apply.
+[[gnu::noinline]] long double half_log_norm(double a, double b) {
   const long double norm = static_cast<long double>(a) * a + static_cast<long double>(b) * b;
-  if (!(norm >= 0x1p-1000L && norm < 0x1p1000L)) return false;  // log_sum reads its exponent from a double
-  const long double ln_abs = 0.5L * kel::fast::log_sum(norm, 0.0L);
-  const long double arg = b > 0 ? kel::fast::atan2_pos(b, a) : -kel::fast::atan2_pos(-b, a);
+  if (!(norm >= 0x1p-1000L && norm < 0x1p1000L)) return __builtin_infl();
+  return 0.5L * kel::fast::log_sum(norm, 0.0L);
+}
+[[gnu::noinline]] long double arg_short(double a, double b) {
+  return b > 0 ? kel::fast::atan2_pos(b, a) : -kel::fast::atan2_pos(-b, a);
+}
+// modulus (cos angle + i sin angle), for a finite nonzero modulus.
+[[gnu::noinline]] Kel64fc polar(long double modulus, long double angle) {
+  const kel::fast::SinCos v = kel::fast::sin_cos(angle);
+  return {round_to<double>(modulus * v.cos), round_to<double>(modulus * v.sin)};
+}
+bool pow_short(double a, double b, double c, double d, Kel64fc* out) {
+  if (__builtin_fabs(c) + __builtin_fabs(d) > kShortWeight) return false;
+  const long double ln_abs = half_log_norm(a, b);
+  const long double arg = arg_short(a, b);
+  const long double cd = kel::cplx::abs_ld(c) + kel::cplx::abs_ld(d);
   if (cd * (kel::cplx::abs_ld(ln_abs) + kel::cplx::abs_ld(arg) + 1) > kShortWeight) return false;
-  const kel::fast::SinCos v = kel::fast::sin_cos(c * arg + d * ln_abs);
-  *out = assemble(kel::fast::exp_moderate(c * ln_abs - d * arg), v.cos, v.sin);  // |t| <= W
+  const long double modulus = kel::fast::exp_moderate(c * ln_abs - d * arg);  // |t| <= W
+  *out = polar(modulus, c * arg + d * ln_abs);
   return true;
 }
 
 // Finite nonzero x, finite nonzero y.
 Kel64fc pow_finite(double a, double b, double c, double d) {
   const bool real_exponent = kel::is_zero(d);
-  if (!real_exponent && !kel::is_zero(a) && !kel::is_zero(b)) {
-    Kel64fc r;
-    if (pow_short(a, b, c, d, &r)) return r;
-  }
   if (real_exponent) {
     const int n = kel::pw::small_integer(c);
     if (n == 1) return {a, b};
@@ -265,7 +280,8 @@ double zero_of_unit_power(double a, double b, double d) {
   return log_sign != 0 && (log_sign < 0) != kel::is_negative(d) ? -0.0 : 0.0;
 }
 
-Kel64fc pow_kernel(Kel64fc x, Kel64fc y) {
+// Every case but the short path's, out of line.
+[[gnu::noinline]] Kel64fc pow_general(Kel64fc x, Kel64fc y) {
   const double a = x.re, b = x.im, c = y.re, d = y.im;
   if (kel::is_zero(c) && kel::is_zero(d)) return {1.0, zero_of_unit_power(a, b, d)};
   const bool x_finite = kel::cplx::is_finite(a) && kel::cplx::is_finite(b);
@@ -287,6 +303,17 @@ Kel64fc pow_kernel(Kel64fc x, Kel64fc y) {
   const long double lr = l.re, li = l.im;
   const Kel64fc w = {round_to<double>(c * lr - d * li), round_to<double>(c * li + d * lr)};
   return orxcexp_scalar(w);
+}
+
+Kel64fc pow_kernel(Kel64fc x, Kel64fc y) {
+  const double a = x.re, b = x.im, c = y.re, d = y.im;
+  // The common case first: x off the axes, y not real, every part finite.
+  const auto regular = [](double v) { return kel::cplx::is_finite(v) && !kel::is_zero(v); };
+  if (regular(a) && regular(b) && regular(d) && kel::cplx::is_finite(c)) {
+    Kel64fc r;
+    if (pow_short(a, b, c, d, &r)) return r;
+  }
+  return pow_general(x, y);
 }
 
 }  // namespace

@@ -22,10 +22,10 @@
 // orxsincosl_scalar.  Then |r| = j/64 + u with |u| <= 1/128 (u exact) and
 //   sin r = S_j + C_j u + (S_j (cos u - 1) + C_j (sin u - u)),
 //   cos r = C_j - S_j u + (C_j (cos u - 1) - S_j (sin u - u)),
-// with S_j, C_j the head + tail table of the exported kernel and Taylor
-// polynomials through u^7 and u^6 (truncation below 2^-71).  The only large
-// rounding errors are those of C_j u (or S_j u) and of the final sum, each
-// below 2^-64 of the result: relative error below 2^-62 in all.
+// with S_j, C_j as double heads and tails (106 bits, src/sincos_dd_data.cpp)
+// and Taylor polynomials through u^7 and u^6 (truncation below 2^-71).  The
+// only large rounding errors are those of C_j u (or S_j u) and of the final
+// sum, each below 2^-64 of the result: relative error below 2^-62 in all.
 //
 // sinh_cosh: for 2^-32 <= a = |x| < 1/2, the Taylor series
 //   sinh a = a + a^3 (1/3! + a^2/5! + ... + a^14/17!),
@@ -43,7 +43,7 @@
 #include "fp.h"
 #include "hyperbolicl.h"
 #include "kelvm.h"
-#include "sincosl_data.h"
+#include "sincos_dd_data.h"
 #include "x87.h"
 
 namespace kel::fast::detail {
@@ -54,6 +54,9 @@ inline constexpr double kShifter52 = 0x1.8p52;  // 1.5 * 2^52: a double sum with
 // double there reduces by k = 0 to itself), 2^-20, and sincosl_data's three
 // 44-bit pieces of pi/2, exact in a double.
 inline constexpr double kPio4 = 0x1.921fb54442d18p-1;
+// 2/pi rounded to double: |x| 2/pi is then within 2^-33 of its value, so k
+// misses the nearest integer only at a near-tie, where |r| <= pi/4 + 2^-32.
+inline constexpr double kTwoOverPi = 0x1.45f306dc9c883p-1;
 inline constexpr double kSmallestR = 0x1p-20;
 inline constexpr double kPio2Cw[3] = {0xc.90fdaa2217p-3, -0xe.7b9676733bp-48, 0xb.80dc1cd129p-95};
 
@@ -94,11 +97,10 @@ struct SinCos {
 
 // sin x and cos x; relative error below 2^-62 for 2^-32 <= |x| < 2^20,
 // orxsincosl_scalar's result elsewhere.  T is double or long double: the
-// range test reads x's own bits (a long double is stored once to read them).
+// range test reads a double's bits and compares a long double's magnitude.
 template <class T>
 [[gnu::always_inline]] inline SinCos sin_cos(T x) {
   using namespace detail;
-  const kel::sincosl_data::Tables& t = kel::sincosl_data::kTables;
   // |x| < 2^-32 (flags of a tiny argument), |x| >= 2^20, inf, NaN, unnormals.
   bool moderate, small;  // small: |x| < 1/128
   if constexpr (sizeof(T) == sizeof(double)) {
@@ -106,10 +108,12 @@ template <class T>
     moderate = e >= 1023 - 32 && e < 1023 + 20;
     small = e < 1023 - 7;
   } else {
-    const LdBits f = Ld::bits(x);
-    const uint32_t e = f.se & Ld::kExponentMask;
-    moderate = e >= Ld::kBias - 32 && e < Ld::kBias + 20 && !Ld::is_unnormal(f);
-    small = e < Ld::kBias - 7;
+    // Quiet comparisons of the value already in a register (storing it to
+    // read its bits costs an 80-bit store and a stalled reload); NaN fails
+    // both.  Callers pass computed values, never unnormals.
+    const long double ax = __builtin_fabsl(x);
+    moderate = __builtin_isgreaterequal(ax, 0x1p-32L) && __builtin_isless(ax, 0x1p20L);
+    small = __builtin_isless(ax, 0x1p-7L);
   }
   if (__builtin_expect(!moderate, 0)) return exact_sin_cos(x);
   if (small) {
@@ -127,18 +131,18 @@ template <class T>
   long double r = ax;
   uint32_t q = 0;
   if (ax > kPio4) {
-    const uint64_t kb = bits_rounded_to_double(ax * t.two_over_pi + kShifter52);
+    const uint64_t kb = bits_rounded_to_double(ax * kTwoOverPi + kShifter52);
     const long double k = double_from_bits(kb) - kShifter52;
     q = static_cast<uint32_t>(kb) & 3;
     r = (ax - k * kPio2Cw[0]) - (k * kPio2Cw[1] + k * kPio2Cw[2]);
     if (__builtin_expect(__builtin_fabsl(r) < kSmallestR, 0)) return exact_sin_cos(x);
   }
-  const bool rneg = r < 0;
   const long double ar = __builtin_fabsl(r);
   const uint64_t jb = bits_rounded_to_double(ar * 64 + kShifter52);
-  // ar <= pi/4 + 2^-60 puts j in [0, 50]; the clamp only guards the table
+  // ar <= pi/4 + 2^-32 puts j in [0, 50]; the clamp only guards the table
   // read under a directed rounding the kernels are not built for.
-  constexpr uint32_t kLastRow = sizeof t.rows / sizeof t.rows[0] - 1;
+  using kel::sincos_dd_data::kRows;
+  constexpr uint32_t kLastRow = sizeof kRows / sizeof kRows[0] - 1;
   uint32_t j = static_cast<uint32_t>(jb) & 63;
   if (__builtin_expect(j > kLastRow, 0)) j = kLastRow;
   // Exact (Sterbenz), |u| <= 1/128 + 2^-17.
@@ -146,17 +150,20 @@ template <class T>
   const long double u2 = u * u;
   const long double ps = (u * u2) * (kSin[0] + u2 * (kSin[1] + u2 * kSin[2]));
   const long double pc = u2 * (kCos[0] + u2 * (kCos[1] + u2 * kCos[2]));
-  const kel::sincosl_data::Row& w = t.rows[j];
-  const long double s = w.sin_hi + (w.cos_hi * u + ((w.sin_lo + w.cos_lo * u) + (w.sin_hi * pc + w.cos_hi * ps)));
-  const long double c = w.cos_hi - (w.sin_hi * u - ((w.cos_lo - w.sin_lo * u) + (w.cos_hi * pc - w.sin_hi * ps)));
 
   // sin x = sin r, cos r, -sin r, -cos r for k = 0..3 (then x's sign);
-  // cos x = cos r, -sin r, -cos r, sin r.
-  const long double sr = rneg ? -s : s;
-  long double sn = q & 1 ? c : sr, cs = q & 1 ? sr : c;
-  if (((q & 2) != 0) != (x < 0)) sn = -sn;
-  if ((q + 1) & 2) cs = -cs;
-  return {sn, cs};
+  // cos x = cos r, -sin r, -cos r, sin r.  With S + C u + ... the sine of
+  // |r| and C - S u + ... its cosine, each result part is +-part(S, C) or
+  // +-part(C, -S), a negation being exact: the row's entries +-S, +-C are
+  // picked by integer index (t: the (C, -S) form, n: negated), so that no
+  // branch depends on the quadrant or the signs.
+  const kel::sincos_dd_data::Row& w = kRows[j];
+  const auto part = [&](uint32_t t, uint32_t n) {
+    const uint32_t p = t + 2 * n, o = (1 - t) + 2 * (n ^ t);
+    return w.hi[p] + (w.hi[o] * u + ((w.lo[p] + w.lo[o] * u) + (w.hi[p] * pc + w.hi[o] * ps)));
+  };
+  const uint32_t odd = q & 1, s2 = (q >> 1) & 1, sx = x < 0, sr = r < 0;
+  return {part(odd, sx ^ s2 ^ (sr & (odd ^ 1))), part(odd ^ 1, s2 ^ (odd & (sr ^ 1)))};
 }
 
 // e^x for |x| <= 64, relative error below 2^-63: x = n ln2/256 + r
