@@ -1,14 +1,15 @@
 // Powers: Pow (x[i]^y[i]) and Powx (x[i]^y, one exponent for the array).
 //
-// For finite x > 0 and finite y, x^y = e^t with t = y ln x.  ln x is
-// computed as an unevaluated sum of two extended-precision numbers with a
-// relative error below 2^-74 from a 256-row table and a short polynomial, no
-// division (ln_pair below); t = th + tl comes from Dekker's exact product of
-// y and the head plus y times the tail; then e^t from the extended
-// exponential's 2^(j/256) table and a degree-6 polynomial (exp_pair), and one
-// rounding to the destination format.  Before that rounding the relative
-// error is below 2^-62.5, so results are within 0.51 ulp in double (measured
-// 0.5002 over 10^6 arguments, including the neighbourhoods of
+// For finite x > 0 and finite y, x^y = e^t with t = y ln x.  ln x comes from
+// a 256-row table and a short polynomial, no division (log_parts); e^t from
+// the extended exponential's 2^(j/256) table and a Taylor polynomial
+// (exp_sum), then one rounding to the destination format.  For |y| < 2^7 and
+// results in the double range (power_moderate) y ln x is split so that its
+// large part is one exact product and the rest is small enough for plain
+// extended products; other elements take double-length ln x and Dekker's
+// product (power_of_magnitude).  Before the rounding the relative error is
+// below 2^-62.3 on both paths, so results are within 0.51 ulp in double
+// (measured 0.500 over 10^6 arguments, including the neighbourhoods of
 // overflow and underflow).
 //
 // The extended-precision steps need 64-bit significands: the call runs at
@@ -64,75 +65,117 @@ using kel::is_inf;
 using kel::is_nan;
 using kel::is_negative;
 
-// ln x for finite x > 0 as an unevaluated sum hi + lo, relative error below
-// 2^-74, without a division.  x = 2^k m with m in [1, 2), row j of the table
-// by the top eight fraction bits: u = m r_j - 1 is exact (53 by 11 bits) with
-// |u| <= 2^-8, and
-//   ln x = (k ln2_hi + hi_j) + u + (k ln2_lo + lo_j + (ln(1 + u) - u)),
-// where the first sum is exact (both on the 2^-40 grid) and at least as
-// large as u unless it is zero (rows 0 and 255 make it zero next to x = 1,
-// where ln x = u + ...: no cancellation anywhere).  ln(1 + u) - u is its
-// Taylor polynomial to u^9 (truncation below 2^-83), evaluated by Estrin's
-// scheme; its rounding errors and the table's (2^-94) stay below 2^-75
-// relative to ln x.
-constexpr long double kLogPoly[8] = {-1.0L / 2, 1.0L / 3, -1.0L / 4, 1.0L / 5, -1.0L / 6, 1.0L / 7, -1.0L / 8, 1.0L / 9};
+// The reduction of ln x for finite x > 0, without a division.  x = 2^k m with
+// m in [1, 2), row j of the table by the top eight fraction bits: u = m r_j - 1
+// is exact (53 by 11 bits) with |u| <= 2^-8, and
+//   ln x = head + u + (tail + (ln(1 + u) - u)),
+// head = k ln2_hi + hi_j exact (both on the 2^-40 grid, |head| < 2^10: at
+// most 50 bits) and at least as large as u unless it is zero (rows 0 and 255
+// make it zero next to x = 1, where ln x = u + ...: no cancellation anywhere),
+// tail = k ln2_lo + lo_j.
+struct LogParts {
+  long double head, u, tail;
+};
 
-inline kel::ld::DD ln_pair(double x) {
+inline LogParts log_parts(double x) {
   using kel::pow_data::kTables;
   uint64_t b = kel::bits(x);
   int bias = 1023;
-  if ((b >> 52) == 0) {  // subnormal: scaled by 2^64 exactly
+  if (__builtin_expect((b >> 52) == 0, 0)) {  // subnormal: scaled by 2^64 exactly
     b = kel::bits(round_to<double>(x * 0x1p64L));
     bias += 64;
   }
   const int k = static_cast<int>(b >> 52) - bias;
   const kel::pow_data::LogRow& row = kTables.rows[(b >> 44) & 0xFF];
   const long double m = kel::double_from_bits((b & ((uint64_t{1} << 52) - 1)) | (uint64_t{1023} << 52));
-  const long double u = m * row.r - 1.0L;
-  const long double u2 = u * u, u4 = u2 * u2;
+  const long double fk = k;
+  return {fk * kTables.ln2_hi + row.hi, m * row.r - 1.0L, fk * kTables.ln2_lo + row.lo};
+}
+
+// e^t for t = hi + lo, |t| < 2048, given w within 2^-10 of t, in extended
+// precision: t = n ln2/256 + r with the extended exponential's constants, n
+// the integer nearest w 256/ln2, hi - n L1 exact (L1 has 29 bits, |n| < 2^20),
+// |r| <= ln2/512 + 2^-10 < 2^-8.7; e^r - 1 = q by its Taylor polynomial to r^6
+// (truncation below 2^-73), e^t = 2^m (T + T')(1 + q) with T + T' = 2^(j/256)
+// from its table (T has 30 bits), n = 256 m + j.  scale(m) returns 2^m; the
+// products of the table by it are exact.  Relative error below 2^-63.9 beside
+// the error of r (the roundings of the last sum and of the products and sums
+// of q).  n is picked from w, not from hi + lo, so that the reduction does not
+// wait for the whole of lo.
+using kel::expl::k256OverLn2;
+using kel::expl::kLn2Over256;
+constexpr double kExpTaylor[5] = {1.0 / 2, 1.0 / 6, 1.0 / 24, 1.0 / 120, 1.0 / 720};
+
+template <class Scale>
+inline long double exp_sum(long double w, long double hi, long double lo, Scale scale) {
+  constexpr long double kShifter = 0x1.8p63L;  // adding it rounds to an integer
+  const long double fn = (w * k256OverLn2 + kShifter) - kShifter;
+  int32_t n;
+  asm("fistl %0" : "=m"(n) : "t"(fn));  // exact: fn is an integer
+  const int32_t j = static_cast<int8_t>(n & 0xFF);
+  const long double r = ((hi - fn * kLn2Over256[0]) - fn * kLn2Over256[1]) + lo;
+  const long double s = scale((n - j) / 256);
+  const long double T = orx_orx_expl_table_256[128 + j][0] * s, Tl = orx_orx_expl_table_256[128 + j][1] * s;
+  const double* c = kExpTaylor;
+  const long double r2 = r * r;
+  const long double q = r + (r2 * (c[0] + r * c[1]) + (r2 * r2) * ((c[2] + r * c[3]) + r2 * c[4]));
+  return T + (Tl + (T + Tl) * q);
+}
+
+// |x|^y for finite nonzero x and finite nonzero y, in extended precision, for
+// every y: ln x = hi + lo with relative error below 2^-74 (ln(1 + u) - u by
+// its Taylor polynomial to u^9, truncation below 2^-83, Estrin's scheme; its
+// roundings and the table's stay below 2^-75 of ln x), y ln x = th + tl by
+// Dekker's product, then e^t.  Relative error below 2^-62.5 (|y ln x| < 2^11
+// contributes at most 2^-64).  Beyond |th| = 2048 every format overflows or
+// underflows: 2^+-3000 stands in.
+constexpr long double kLogPoly[8] = {-1.0L / 2, 1.0L / 3, -1.0L / 4, 1.0L / 5, -1.0L / 6, 1.0L / 7, -1.0L / 8, 1.0L / 9};
+
+[[gnu::noinline]] long double power_of_magnitude(double ax, double y) {
+  const LogParts l = log_parts(ax);
+  const long double u = l.u, u2 = u * u, u4 = u2 * u2;
   const long double* c = kLogPoly;
   const long double poly = u2 * ((c[0] + u * c[1]) + u2 * (c[2] + u * c[3])) +
                            (u4 * u2) * ((c[4] + u * c[5]) + u2 * (c[6] + u * c[7]));
-  const long double fk = k;
-  const kel::ld::DD s = kel::ld::fast_two_sum(fk * kTables.ln2_hi + row.hi, u);
-  return kel::ld::fast_two_sum(s.hi, s.lo + ((fk * kTables.ln2_lo + row.lo) + poly));
-}
-
-// e^t for t = th + tl (|tl| <= 2^-63 |th|), in extended precision, relative
-// error below 2^-63 plus the rounding of the sum at the end.  t = n ln2/256 +
-// r with |r| <= ln2/512 (plus tl): th - n L1 is exact (L1 has 29 bits,
-// |n| < 2^20), then the small corrections; e^t = 2^m 2^(j/256) e^r with
-// n = 256 m + j, 2^(j/256) = T + T' from the extended exponential's table,
-// e^r - 1 = r + r^2 P(r) of degree 6 (truncation below 2^-78).  Beyond
-// |th| = 2048 every format overflows or underflows: 2^+-3000 stands in.
-// The constants and the polynomial are those of the extended exponential.
-using kel::expl::k256OverLn2;
-using kel::expl::kLn2Over256;
-
-inline long double exp_pair(kel::ld::DD t) {
-  constexpr long double kShifter = 0x1.8p63L;  // adding it rounds to an integer
-  if (!(t.hi < 2048.0L && t.hi > -2048.0L)) return t.hi > 0 ? 0x1p3000L : 0x1p-3000L;
-  const long double shifted = t.hi * k256OverLn2 + kShifter;
-  const int32_t n = static_cast<int32_t>(static_cast<uint32_t>(kel::Ld::bits(shifted).mant));
-  const long double fn = shifted - kShifter;
-  const long double r = ((t.hi - fn * kLn2Over256[0]) - fn * kLn2Over256[1]) + t.lo;
-  const int j = static_cast<int8_t>(n & 0xFF);
-  const long double T = orx_orx_expl_table_256[128 + j][0], Tl = orx_orx_expl_table_256[128 + j][1];
-  const long double r2 = r * r;
-  const double* c = kel::expl::kP;
-  const long double p = r + r2 * ((c[0] + r * c[1]) + r2 * ((c[2] + r * c[3]) + r2 * c[4]));
-  const long double v = T + (Tl + (T + Tl) * p);
-  return v * kel::Ld::pow2_field((n - j) / 256 + kel::Ld::kBias);
-}
-
-// |x|^y for finite nonzero x and finite nonzero y, in extended precision:
-// e^(y ln x) with y ln x = th + tl by Dekker's product.  Relative error below
-// 2^-62.5 (|y ln x| < 2^11 contributes at most 2^-64).
-inline long double power_of_magnitude(double ax, double y) {
-  const kel::ld::DD l = ln_pair(ax);
+  const kel::ld::DD s = kel::ld::fast_two_sum(l.head, u);
+  const kel::ld::DD ln = kel::ld::fast_two_sum(s.hi, s.lo + (l.tail + poly));
   const long double ye = y;
-  const kel::ld::DD p = kel::ld::two_prod(ye, l.hi);
-  return exp_pair(kel::ld::fast_two_sum(p.hi, p.lo + ye * l.lo));
+  const kel::ld::DD p = kel::ld::two_prod(ye, ln.hi);
+  const kel::ld::DD t = kel::ld::fast_two_sum(p.hi, p.lo + ye * ln.lo);
+  if (!(t.hi < 2048.0L && t.hi > -2048.0L)) return t.hi > 0 ? 0x1p3000L : 0x1p-3000L;
+  return exp_sum(t.hi, t.hi, t.lo, [](int m) { return kel::Ld::pow2_field(m + kel::Ld::kBias); });
+}
+
+// The same for |y| < 2^7 and results in the normal double range, without
+// double-length products: y = yh + yl with yh the top 14 bits of y, so that
+// yh head is exact (14 by 50 bits) and |yl head| <= 2^-13 |y head|, and
+//   y ln x = yh head + (yl head + y (u + tail)) + y (ln(1 + u) - u),
+// the middle term below 2^-3.5 + 2^-1, the last below 2^-10 (so the first two
+// pick n for the exponential while the polynomial is evaluated).
+// ln(1 + u) - u by its Taylor polynomial to u^8 in double coefficients:
+// truncation below 2^-75, which y makes 2^-68.  The roundings of the last two
+// terms and of r stay below 2^-62.8 absolute, the exponential's below 2^-63.9
+// relative: before the rounding to the destination the relative error is
+// below 2^-62.3, 0.5008 ulp in double.  Other elements take
+// power_of_magnitude.
+constexpr double kLogPoly8[7] = {-1.0 / 2, 1.0 / 3, -1.0 / 4, 1.0 / 5, -1.0 / 6, 1.0 / 7, -1.0 / 8};
+
+[[gnu::always_inline]] inline long double power_moderate(double ax, double y) {
+  constexpr long double kLimit = 708;  // e^+-708 is a normal double
+  if ((kel::bits(y) << 1) >= (uint64_t{1023 + 7} << 53)) return power_of_magnitude(ax, y);  // |y| >= 2^7
+  const LogParts l = log_parts(ax);
+  const double yh = kel::double_from_bits(kel::bits(y) & ~((uint64_t{1} << 39) - 1));
+  const long double p = yh * l.head;
+  const long double near = (y - yh) * l.head + y * (l.u + l.tail);
+  const long double w = p + near;
+  if (!(__builtin_fabsl(w) < kLimit)) return power_of_magnitude(ax, y);
+  const long double u = l.u, u2 = u * u;
+  const double* c = kLogPoly8;
+  const long double poly = u2 * (((c[0] + u * c[1]) + u2 * (c[2] + u * c[3])) +
+                                 (u2 * u2) * ((c[4] + u * c[5]) + u2 * c[6]));
+  return exp_sum(w, p, near + kel::opaque(y) * poly, [](int m) {
+    return static_cast<long double>(kel::double_from_bits(static_cast<uint64_t>(m + 1023) << 52));
+  });
 }
 
 // v = odd 2^exp for a finite nonzero double v (sign ignored).
@@ -189,8 +232,9 @@ bool exact_power(double ax, double y, long double* out) {
   return true;
 }
 
-// Error bound of power_of_magnitude in units of the last bit of its result
-// (below 4, see the head of this file), with a margin, for the float screen.
+// Error bound of power_moderate and power_of_magnitude in units of the last
+// bit of their result (below 5: 2^-61.7 relative), with a margin, for the
+// float screen.
 constexpr uint64_t kPowErrorUnits = 64;
 
 // The float power next to a float midpoint: exact when the operands say so,
@@ -236,10 +280,10 @@ template <class T>
 // |x|^y, negated when minus is set, stored to *out with its report.  Float
 // results next to a float midpoint are settled by power_accurate.
 template <class T>
-inline int power_element(double ax, double y, bool minus, T* out) {
+[[gnu::always_inline]] inline int power_element(double ax, double y, bool minus, T* out) {
   constexpr long double kMinNormal = sizeof(T) == 8 ? 0x1p-1022L : 0x1p-126L;
   constexpr long double kMax = sizeof(T) == 8 ? 0x1.fffffffffffffp1023L : 0x1.fffffep127L;
-  long double r = power_of_magnitude(ax, y);
+  long double r = power_moderate(ax, y);
   bool exact = false;
   if constexpr (sizeof(T) == 4) {
     if (!kel::fr::settles<kPowErrorUnits>(r)) r = power_accurate(ax, y, &exact);
