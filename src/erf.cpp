@@ -339,24 +339,25 @@ inline long double fast_erf_cell(T x, long double a) {
   return fast_poly(c.p, a - c.mid);
 }
 
-// e^(-a^2) for 1/2 <= a < 28, a with at most 53 bits.
-inline long double fast_gauss(long double a) {
+// e^(-a^2) c for 1/2 <= a < 28, a with at most 53 bits.  The quotient n
+// comes from a^2 rounded, beside the split; it need only be near.
+inline long double fast_gauss_times(long double a, long double c) {
   using namespace kel::expl;
   constexpr long double kSplit = 0x1p32L + 1;
   constexpr double kShifter = 0x1.8p52;  // a double sum with it is an integer
+  const uint64_t nb = kel::bits_rounded_to_double((a * a) * -k256OverLn2 + kShifter);
   const long double t = a * kSplit;
   const long double hi = t - (t - a), lo = a - hi;
   const long double h = hi * hi, l = lo * (a + hi);  // h and a + hi exact
-  const uint64_t nb = kel::bits_rounded_to_double(h * -k256OverLn2 + kShifter);
   const long double fn = kel::double_from_bits(nb) - kShifter;
   const int32_t n = static_cast<int32_t>(static_cast<uint32_t>(nb));  // the low bits of 1.5 * 2^52 + n
   const int32_t j = static_cast<int8_t>(n & 0xFF);
   const long double r = ((-h - fn * kLn2Over256[0]) - l) - fn * kLn2Over256[1];  // the first difference exact
   const long double r2 = r * r;
   const long double q = r + r2 * ((kP[0] + r2 * (kP[2] + r2 * kP[4])) + r * (kP[1] + r2 * kP[3]));
-  const long double T = orx_orx_expl_table_256[128 + j][0], tail = orx_orx_expl_table_256[128 + j][1];
-  const long double scale = kel::double_from_bits(static_cast<uint64_t>(1023 + (n - j) / 256) << 52);
-  return (T + (tail + (T * q + tail * q))) * scale;
+  const long double scaled = c * kel::double_from_bits(static_cast<uint64_t>(1023 + ((n - j) >> 8)) << 52);
+  const double* e = orx_orx_expl_table_256[128 + j];
+  return (e[0] + (e[1] + (e[0] * q + e[1] * q))) * scaled;
 }
 
 // Stores r rounded to T; a float r near a float midpoint goes to the element
@@ -412,7 +413,7 @@ struct ErfcFast : MainRange<kErfcLimitDouble, kErfcLimitFloat> {
       v = a < kErfOne ? 1.0L + fast_erf_cell(x, a) : 2.0L - kel::opaque(kNudge);
     } else {
       const kel::erf_data::FastCell& c = kFast.erfc[fast_cell(x)];
-      v = fast_gauss(a) * fast_poly(c.p, a - c.mid);
+      v = fast_gauss_times(a, fast_poly(c.p, a - c.mid));
     }
     store_fast(v, x, y, erfc_kernel<T>);
   }
