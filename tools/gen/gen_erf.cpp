@@ -187,6 +187,16 @@ void print_fast(const std::vector<long double>& c, const char* indent) {
   std::printf("%s }}", indent);
 }
 
+// v -> g(base + v): a function of the offset from a piece's base point.
+template <class G>
+auto offset_from(const M& base, G g) {
+  return [&base, g](const M& v) {
+    M x;
+    mpfr_add(x.v, v.v, base.v, MPFR_RNDN);
+    return g(x);
+  };
+}
+
 // ---- The functions ----
 
 M erf_over_x_of_square(const M& z) {  // erf(sqrt z) / sqrt z
@@ -287,11 +297,7 @@ void print_fast_cells(const char* name, int cells, int degree, M (*g)(const M&))
     const M lo(a0 - mid), hi(a1 - mid), m(mid);
     char what[64];
     std::snprintf(what, sizeof what, "fast %s [%g, %g)", name, a0, a1);
-    const auto f = [&](const M& v) {
-      M x;
-      mpfr_add(x.v, v.v, m.v, MPFR_RNDN);
-      return g(x);
-    };
+    const auto f = offset_from(m, g);
     std::printf("        {%s,  // [%g, %g)\n", gen::hex(mid).c_str(), a0, a1);
     print_fast(fit_fast(what, degree, kFastBound, lo, hi, f), "         ");
     std::printf("},\n");
@@ -336,11 +342,7 @@ int main() {
     const M lo(a0 - mid), hi(a1 - mid), m(mid);
     char what[64];
     std::snprintf(what, sizeof what, "erfc [%g, %g)", a0, a1);
-    const auto f = [&](const M& v) {
-      M x;
-      mpfr_add(x.v, v.v, m.v, MPFR_RNDN);
-      return scaled_erfc(x);
-    };
+    const auto f = offset_from(m, scaled_erfc);
     std::printf("        {%s,  // [%g, %g)\n         {\n", gen::hex(mid).c_str(), a0, a1);
     print_coefficients(fit(what, kErfcDegree, -64, lo, hi, f), "             ");
     std::printf("         }},\n");
@@ -368,11 +370,7 @@ int main() {
     const M lo(0.0), hi(w1 - w0), base(w0);
     char what[64];
     std::snprintf(what, sizeof what, "erfinv tail [%g, %g)", w0, w1);
-    const auto f = [&](const M& v) {
-      M w;
-      mpfr_add(w.v, v.v, base.v, MPFR_RNDN);
-      return erfinv_of_w(w);
-    };
+    const auto f = offset_from(base, erfinv_of_w);
     std::printf("        {%s,  // [%g, %g)\n         {\n", gen::hex(w0).c_str(), w0, w1);
     print_coefficients(fit(what, kInvTailDegree, kInvBound, lo, hi, f), "             ");
     std::printf("         }},\n");
