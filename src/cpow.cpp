@@ -195,10 +195,13 @@ constexpr double kShortWeight = 16;
 [[gnu::noinline]] long double arg_short(double a, double b) {
   return b > 0 ? kel::fast::atan2_pos(b, a) : -kel::fast::atan2_pos(-b, a);
 }
-// modulus (cos angle + i sin angle), for a finite nonzero modulus.
+// modulus (cos angle + i sin angle), for a finite nonzero modulus; each part
+// rounded by one store and read back as bits (a reload through the x87 would
+// cost a second store to reach the return registers).
 [[gnu::noinline]] Kel64fc polar(long double modulus, long double angle) {
   const kel::fast::SinCos v = kel::fast::sin_cos(angle);
-  return {round_to<double>(modulus * v.cos), round_to<double>(modulus * v.sin)};
+  return {kel::double_from_bits(kel::bits_rounded_to_double(modulus * v.cos)),
+          kel::double_from_bits(kel::bits_rounded_to_double(modulus * v.sin))};
 }
 bool pow_short(double a, double b, double c, double d, Kel64fc* out) {
   if (__builtin_fabs(c) + __builtin_fabs(d) > kShortWeight) return false;
