@@ -195,7 +195,7 @@ inline long double select(bool c, long double x, long double y) {
 // point c = j/256 (Estrin), |w - c| <= 2^-9 (1 + 2^-7), truncated below
 // 2^-75 and evaluated within 2^-68.  w = a^2 is within 2^-64 relative and
 // (1 - a)/2 exact; t = a is exact and fsqrt rounds t within 2^-65 relative,
-// 2t <= 1.  The result is at least |t| / 2 and at least pi/6 when t is a
+// 2t <= 1.  The result is at least |t| and at least pi/6 when t is a
 // square root, so it carries the two half-unit roundings of (K_hi + m t) +
 // (K_lo + m t G), the square root's 2^-65 and a few 2^-68: within 3 units
 // of its last bit, stored to double within 0.5 + 2^-9 ulp.
