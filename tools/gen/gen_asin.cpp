@@ -6,8 +6,8 @@
 // t (1 + G(t^2)) as asin or acos of x.  Computed with MPFR.
 //
 // The k-th coefficient at c is sum_{n >= k} b_n C(n, k) c^(n - k); the terms
-// fall by a factor c <= 1/4 at least, so 200 of them leave nothing at 512
-// bits.  A row holds c, G(c) and G'(c) to 64 bits and the coefficients of
+// fall by a factor below 1/3 after the first k, so 200 of them leave less than
+// 2^-250.  A row holds c, G(c) and G'(c) to 64 bits and the coefficients of
 // h^2 .. h^7 to 53 bits.  The kernel reaches each point with
 // |h| = |w - c| <= 2^-9 (1 + 2^-7) (its index is rounded from the leading
 // bits of w); the generator bounds the truncated terms sum_{k >= 8} |g_k| h^k
@@ -67,8 +67,10 @@ int main() {
       }
       if (k <= 1) {
         mpfr_set(hi, g, MPFR_RNDN);
-        if (k == 0) std::printf("    {%s, %LaL, ", gen::hex(mpfr_get_d(c, MPFR_RNDN)).c_str(), mpfr_get_ld(hi, MPFR_RNDN));
-        else std::printf("%LaL, {", mpfr_get_ld(hi, MPFR_RNDN));
+        if (k == 0)
+          std::printf("    {%s, %LaL, ", gen::hex(mpfr_get_d(c, MPFR_RNDN)).c_str(), mpfr_get_ld(hi, MPFR_RNDN));
+        else
+          std::printf("%LaL, {", mpfr_get_ld(hi, MPFR_RNDN));
       } else if (k <= kDegree) {
         std::printf("%s%s", k > 2 ? ", " : "", gen::hex(mpfr_get_d(g, MPFR_RNDN)).c_str());
       } else {
