@@ -7,8 +7,9 @@
 //
 // The k-th coefficient at c is sum_{n >= k} b_n C(n, k) c^(n - k); with
 // c <= 1/4 the terms fall by a factor below 1/3 from n = 4k on, so 200 of
-// them leave less than 2^-250 of the stored ones (k <= 7).  A row holds c, G(c) and G'(c) to 64 bits and the coefficients of
-// h^2 .. h^7 to 53 bits.  The kernel reaches each point with
+// them leave less than 2^-250 of the stored ones (k <= 7).  A row holds c,
+// G(c) and G'(c) to 64 bits and the coefficients of h^2 .. h^7 to 53 bits.
+// The kernel reaches each point with
 // |h| = |w - c| <= 2^-9 (1 + 2^-7) (its index is rounded from the leading
 // bits of w); the generator bounds the truncated terms sum_{k >= 8} |g_k| h^k
 // there and fails above 2^-70.
