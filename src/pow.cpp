@@ -173,6 +173,8 @@ constexpr double kLogPoly8[7] = {-1.0 / 2, 1.0 / 3, -1.0 / 4, 1.0 / 5, -1.0 / 6,
   const double* c = kLogPoly8;
   const long double poly = u2 * (((c[0] + u * c[1]) + u2 * (c[2] + u * c[3])) +
                                  (u2 * u2) * ((c[4] + u * c[5]) + u2 * c[6]));
+  // y read again as a double operand: an extended copy kept from above would
+  // be spilled by an 80-bit store and load, the dearest x87 memory accesses.
   return exp_sum(w, p, near + kel::opaque(y) * poly, [](int m) {
     return static_cast<long double>(kel::double_from_bits(static_cast<uint64_t>(m + 1023) << 52));
   });
