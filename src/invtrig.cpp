@@ -1,11 +1,13 @@
 // Inverse circular and inverse hyperbolic functions: Asin, Acos, Atan, Atan2,
 // Asinh, Acosh, Atanh.
 //
-// Each element is computed in x87 extended precision by the library's
+// Each element is computed in x87 extended precision and rounded once to the
+// destination format.  The general elements run on the library's
 // extended-precision kernels (orxasinl_scalar ... orxatanhl_scalar in
-// invtrigl.cpp, orxatanl_scalar; atan2 of finite nonzero operands by the
-// table arctangent of src/fast.h, its zeros and infinities by
-// orxatan2l_scalar) and rounded once to the destination format:
+// invtrigl.cpp, orxatanl_scalar, orxatan2l_scalar for zeros and infinities);
+// the vector loops' main paths on short kernels of their own (the table
+// arctangent and the division-free arcsine below, the arctangent and
+// logarithm of src/fast.h), by the same formulas where they are given:
 //   asin x  = atan2(x, c),  acos x = atan2(c, x),  c = sqrt((1 - x)(1 + x))
 //   asinh a = log1p(a + a^2 / (1 + sqrt(1 + a^2))),  a = |x|, sign restored
 //   acosh x = log1p(t + sqrt(2t + t^2)),  t = x - 1
@@ -172,10 +174,15 @@ inline int atan_row_of(T x) {
   return static_cast<int>(m >> (kMantBits - 5)) - ((kBias - 7) * 32 - 1);
 }
 
+// a with the sign of x, read from x's bits.
+template <class T>
+inline long double with_sign_of(T x, long double a) {
+  return kel::bits(x) >> (8 * sizeof(T) - 1) ? -a : a;
+}
+
 template <class T>
 inline long double atan_signed(T x) {
-  const long double at = atan_row(magnitude(static_cast<double>(x)), atan_row_of(x));
-  return kel::bits(x) >> (8 * sizeof(T) - 1) ? -at : at;
+  return with_sign_of(x, atan_row(magnitude(static_cast<double>(x)), atan_row_of(x)));
 }
 
 // c ? x : y without a branch (fcmov): the two cases of asin_acos_main come
@@ -282,12 +289,67 @@ struct AsinAcosFast : MainRange<0x3FF00000, 0x3F800000> {
   }
 };
 
+// The inverse hyperbolic members' main path, on the short kernels of
+// src/fast.h (kel::fast::log1p_pos, within about 2^-63 relative, and
+// kel::sqrt_x87, correctly rounded) instead of the exported ones:
+//   asinh a = log1p(a + a^2 / (1 + sqrt(1 + a^2))),  2^-32 <= a = |x| < 2^32,
+//   acosh x = log1p(t + sqrt(t (2 + t))),  t = x - 1 (exact),  1 <= x < 2^32,
+//   atanh a = log1p(2a / (1 - a)) / 2,  2^-32 <= a = |x| < 1.
+// Each argument of log1p is a sum or quotient of positive terms with at most
+// five roundings of 2^-64, and log1p's condition number q / ((1 + q) ln(1 + q))
+// is below 1: within about 8 units of 2^-64 relative in all, double results
+// within 0.5 + 2^-10 ulp.  Float results near a rounding point take the
+// general element, which rounds correctly on every float.
+constexpr uint64_t kInverseHyperbolicErrorUnits = 16;
+
+struct AsinhFast : MainRange<0x41F00000, 0x4F800000> {
+  template <class T>
+  [[gnu::always_inline, gnu::flatten]] static void main(T x, T* out) {
+    const long double a = magnitude(static_cast<double>(x)), a2 = a * a;
+    const long double r = kel::fast::log1p_pos(a + a2 / (1 + kel::sqrt_x87(1 + a2)));
+    store_fast<kInverseHyperbolicErrorUnits>(with_sign_of(x, r), x, out, asinh_element<T>);
+  }
+  template <class T>
+  static int element(T x, T* out) {
+    return asinh_element(x, out);
+  }
+};
+
+// 1 <= x < 2^32: the sign bit is part of the unsigned comparison.
+struct AcoshFast {
+  static bool main_path(const double* p) { return kel::frame::high_word_at(p) - 0x3FF00000u < 0x41F00000u - 0x3FF00000u; }
+  static bool main_path(const float* p) { return kel::frame::word_at(p) - 0x3F800000u < 0x4F800000u - 0x3F800000u; }
+  template <class T>
+  [[gnu::always_inline, gnu::flatten]] static void main(T x, T* out) {
+    const long double t = static_cast<double>(x) - 1.0L;
+    const long double r = kel::fast::log1p_pos(t + kel::sqrt_x87(t * (2 + t)));
+    store_fast<kInverseHyperbolicErrorUnits>(r, x, out, acosh_element<T>);
+  }
+  template <class T>
+  static int element(T x, T* out) {
+    return acosh_element(x, out);
+  }
+};
+
+struct AtanhFast : MainRange<0x3FF00000, 0x3F800000> {
+  template <class T>
+  [[gnu::always_inline, gnu::flatten]] static void main(T x, T* out) {
+    const long double a = magnitude(static_cast<double>(x));
+    const long double r = 0.5L * kel::fast::log1p_pos(2 * a / (1 - a));
+    store_fast<kInverseHyperbolicErrorUnits>(with_sign_of(x, r), x, out, atanh_element<T>);
+  }
+  template <class T>
+  static int element(T x, T* out) {
+    return atanh_element(x, out);
+  }
+};
+
 }  // namespace
 
 KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Asin, AsinAcosFast<false>, AsinAcosFast<false>, AsinAcosFast<false>)
 KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Acos, AsinAcosFast<true>, AsinAcosFast<true>, AsinAcosFast<true>)
 KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Atan, AtanFast, AtanFast, AtanFast)
 KEL_REAL_FAMILY(BINARY, kExtendedRealGuard, Atan2, atan2_element<float>, atan2_element<double>, atan2_element<double>)
-KEL_REAL_FAMILY(UNARY, kExtendedRealGuard, Asinh, asinh_element<float>, asinh_element<double>, asinh_element<double>)
-KEL_REAL_FAMILY(UNARY, kExtendedRealGuard, Acosh, acosh_element<float>, acosh_element<double>, acosh_element<double>)
-KEL_REAL_FAMILY(UNARY, kExtendedRealGuard, Atanh, atanh_element<float>, atanh_element<double>, atanh_element<double>)
+KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Asinh, AsinhFast, AsinhFast, AsinhFast)
+KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Acosh, AcoshFast, AcoshFast, AcoshFast)
+KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Atanh, AtanhFast, AtanhFast, AtanhFast)
