@@ -82,11 +82,12 @@ TEST(Atan2, SignedZerosAndInfinities) {
 }
 
 // The edges of the arctangent's rows (binades 2^-7 .. 2^7, the 1/32 steps
-// inside them), of its main path (2^-32) and of asin/acos near +-1, with
-// both neighbours of each edge: an index off by one row shows here first.
+// inside them), of the main paths (2^-32, 1, 2^32) and of asin/acos/atanh
+// near +-1, with both neighbours of each edge: an index off by one row or a
+// main path reaching past its range shows here first.
 TEST(InvTrigAccuracy, RowAndPathEdges) {
   std::vector<double> xs;
-  for (double e : {0x1p-32, 0x1p-7, 0x1p-1, 1.0, 1.03125, 1.96875, 0x1p6, 0x1.fp6, 0x1p7, 0x1p-7 * 1.5})
+  for (double e : {0x1p-32, 0x1p-7, 0x1p-1, 1.0, 1.03125, 1.96875, 0x1p6, 0x1.fp6, 0x1p7, 0x1p-7 * 1.5, 0x1p32})
     for (double x : {std::nextafter(e, 0.0), e, std::nextafter(e, 2 * e)}) xs.insert(xs.end(), {x, -x});
   std::vector<double> near_one = {0x1.fffffffffffffp-1, 0x1.ffffffffffff8p-1, 0x1.ffp-1, 0x1p-32, 0x1.fffffp-33};
   // asin/acos: the edges of the cells of t^2 (halfway between two points j/256) with t = a and
@@ -99,7 +100,8 @@ TEST(InvTrigAccuracy, RowAndPathEdges) {
     kelacc::MpfrUnary ref;
     const std::vector<double>& in;
   } cases[] = {{kelsAtan_64f_A53, mpfr_atan, xs}, {kelsAsin_64f_A53, mpfr_asin, near_one},
-               {kelsAcos_64f_A53, mpfr_acos, near_one}};
+               {kelsAcos_64f_A53, mpfr_acos, near_one}, {kelsAsinh_64f_A53, mpfr_asinh, xs},
+               {kelsAcosh_64f_A53, mpfr_acosh, xs},     {kelsAtanh_64f_A53, mpfr_atanh, near_one}};
   for (const auto& c : cases) {
     std::vector<double> in = c.in;
     for (double x : c.in) in.push_back(-x);
