@@ -5,11 +5,10 @@
 
 namespace kel::catan_data {
 
-// Every entry a double: a 64-bit load costs a fraction of an 80-bit one.
 struct Row {
-  double hi, lo;      // atan(j/128), head and tail
-  double a1hi, a1lo;  // 1/(1 + (j/128)^2), head and tail
-  double a[7];        // the coefficients of h^2 .. h^8
+  long double hi, lo;  // atan(j/128), head and tail
+  long double a1;      // 1/(1 + (j/128)^2)
+  double a[7];         // the coefficients of h^2 .. h^8
 };
 
 extern const Row kRows[129];
@@ -17,8 +16,8 @@ extern const Row kRows[129];
 // atan2 from the arctangent t of the smaller part over the larger:
 // K + sign t, indexed by 2 (y > |x|) + (x < 0) for y > 0.
 struct Placement {
-  double hi, lo;  // K: 0, pi, pi/2, pi/2, head and tail
-  double sign;
+  long double hi, lo;  // K: 0, pi, pi/2, pi/2
+  long double sign;
 };
 
 extern const Placement kPlacements[4];

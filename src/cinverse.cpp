@@ -42,6 +42,7 @@
 // of the tables without invalid.  A nonzero subnormal double part raises
 // underflow.
 #include "complex.h"
+#include "catanh_data.h"
 #include "complex_bits.h"
 #include "fast.h"
 
@@ -185,6 +186,39 @@ Kel64fc acosh_kernel(Kel64fc z) {
   return underflow_checked({rounded(v), signed_like(im, z.im)});
 }
 
+// The logarithm of the real part of atanh, on a table of doubles
+// (src/catanh_data.h): an 80-bit load or store costs several times a 64-bit
+// one, and this logarithm sets the speed of catanh and catan.
+//
+// ln(1 + q) for 0 <= q < 2^998, within about 2^-63 relative.  w = 1 + q and
+// e = q - (w - 1) exactly (w - 1 is exact for w < 2^64); wd, w rounded to
+// double by one store, gives k and the row j of its top 8 fraction bits, and
+// lo = (w - wd) + e.  With r the row's 11-bit reciprocal (1 for j = 0, so
+// that no table constant cancels against a small result):
+//   ln(1 + q) = k ln2 - ln r + ln(1 + s),  s = u + t,
+//   u = wd r 2^-k - 1 (exact: 53 times 11 bits, |u| <= 2^-8),  t = lo r 2^-k,
+// ln(1 + s) - s by Taylor to s^8 (the next term is below 2^-66 |s|), and
+// k ln2_hi - ln r's head exact.
+inline long double log1p_short(long double q) {
+  constexpr double kLn2Hi = 256 * kel::expl::kLn2Over256[0], kLn2Lo = 256 * kel::expl::kLn2Over256[1];
+  const long double w = 1 + q;
+  const uint64_t wb = kel::bits_rounded_to_double(w);
+  const long double wd = kel::double_from_bits(wb);
+  const long double lo = (w - wd) + (q - (w - 1));
+  const int32_t k = static_cast<int32_t>(wb >> 52) - 1023;
+  const kel::catanh_data::LogRow& row = kel::catanh_data::kLogRows[(wb >> 44) & 0xFF];
+  const long double rk = kel::double_from_bits(kel::bits(row.r) - (static_cast<uint64_t>(k) << 52));  // r 2^-k
+  const long double u = wd * rk - 1;
+  const long double t = lo * rk;
+  const long double fk = k;
+  const long double head = u + (fk * kLn2Hi + row.head);
+  const long double tail = t + (fk * kLn2Lo + row.tail);
+  constexpr double c[7] = {-1.0 / 2, 1.0 / 3, -1.0 / 4, 1.0 / 5, -1.0 / 6, 1.0 / 7, -1.0 / 8};
+  const long double s = u + t, s2 = s * s, s4 = s2 * s2;
+  const long double poly = s2 * (((c[0] + s * c[1]) + s2 * (c[2] + s * c[3])) + s4 * ((c[4] + s * c[5]) + s2 * c[6]));
+  return (tail + poly) + head;
+}
+
 // atanh of x + iy for x, y >= 0 (magnitudes of the parts), each part rounded
 // once to double as soon as it is known.  The real part comes first: the
 // x87 stack then holds only y and the arctangent's denominator across the
@@ -202,7 +236,7 @@ void arctanh(double xd, double yd, double* re, double* im) {
     const long double xm = 1 - x;
     const long double d = xm * (1 + x) - y2;
     const long double q = 4 * x / (xm * xm + y2);  // atanh(1 + i0): +inf, divide-by-zero
-    *re = rounded(0.25L * (q < kFastLogLimit ? kel::fast::log1p_pos(q) : orxlog1pl_scalar(q)));
+    *re = rounded(0.25L * (q < kFastLogLimit ? log1p_short(q) : orxlog1pl_scalar(q)));
     *im = rounded(0.5L * (y > 0 && d != 0 ? kel::fast::atan2_pos(2 * y, d) : orxatan2l_scalar(2 * y, d)));
     return;
   }

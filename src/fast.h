@@ -39,7 +39,6 @@
 
 #include "api.h"
 #include "catan_data.h"
-#include "catanh_data.h"
 #include "expl.h"
 #include "fp.h"
 #include "hyperbolicl.h"
@@ -220,24 +219,25 @@ inline ld::SinhCosh sinh_cosh(double x) {
 
 // atan2(y, x) for y > 0 and x finite and nonzero, within 2^-63 relative.
 // With a = min(y, |x|), b = max(y, |x|), t = a/b (one rounding), the point
-// c = j/128 nearest to t and h = t - c (exact, Sterbenz; |h| <= 2^-8 plus a
-// rounding's width), atan(t) = atan(c) + h (a_1 + a_2 h + ... + a_8 h^7), the
-// Taylor expansion at c read from a table of doubles (atan(c) and a_1 as
-// heads and tails): no second division, and the first omitted term |h|^9/9
-// stays below 2^-67 of atan(t).  j comes from the bits of t 128 + 1.5 2^52
-// rounded to double by one 64-bit store.  The placement K +- atan(t)
+// c = j/128 nearest to t and h = t - c (exact, Sterbenz; |h| <= 2^-8),
+// atan(t) = atan(c) + h (a_1 + a_2 h + ... + a_8 h^7), the Taylor expansion
+// at c read from a table: no second division, and the first omitted term
+// |h|^9/9 stays below 2^-67 of atan(t).  The placement K +- atan(t)
 // (K = 0, pi/2, pi) never cancels: atan(t) <= pi/4 <= K/2.
 inline long double atan2_pos(long double y, long double x) {
   using kel::catan_data::kRows;
+  constexpr long double kShifter = 0x1.8p56L;  // its ulp is 2^-7: t + kShifter rounds t to c
   const long double ax = __builtin_fabsl(x);
   const bool swap = y > ax, negative = x < 0;
   const long double t = swap ? ax / y : y / ax;
-  const uint64_t jb = bits_rounded_to_double(t * 128 + detail::kShifter52);
-  const kel::catan_data::Row& r = kRows[jb & 0xFF];
-  const long double h = t - (double_from_bits(jb) - detail::kShifter52) * 0x1p-7;
+  const long double s = t + kShifter;
+  uint64_t mant;  // the significand's low bits are j (an 80-bit store, read back in part)
+  __builtin_memcpy(&mant, &s, sizeof mant);
+  const kel::catan_data::Row& r = kRows[mant & 0xFF];
+  const long double h = t - (s - kShifter);
   const long double h2 = h * h;
   const double* a = r.a;
-  const long double p = ((r.a1hi + (r.a1lo + h * a[0])) + h2 * (a[1] + h * a[2])) +
+  const long double p = ((r.a1 + h * a[0]) + h2 * (a[1] + h * a[2])) +
                         (h2 * h2) * ((a[3] + h * a[4]) + h2 * (a[5] + h * a[6]));
   // K + sign atan(t), K and sign by an integer index instead of a branch on
   // the data's signs; the heads K + sign atan(c) summed while p is evaluated.
@@ -246,42 +246,42 @@ inline long double atan2_pos(long double y, long double x) {
   return head + ((k.lo + k.sign * r.lo) + (k.sign * h) * p);
 }
 
-// ln(w + e) for 2^-1000 <= w < 2^1000 and |e| <= 2^-60 w, within about
-// 2^-63 relative (2^-63 (|ln w| + 2^-9) absolute for w < 1), on a table of
-// doubles (src/catanh_data.h).  wd, w rounded to double by one store, gives
-// k and the row j of its top 8 fraction bits, and lo = (w - wd) + e.  With r
-// the row's 11-bit reciprocal (1 for j = 0, so that no table constant
-// cancels against a small result):
-//   ln(w + e) = k ln2 - ln r + ln(1 + s),  s = u + t,
-//   u = wd r 2^-k - 1 (exact: 53 times 11 bits, |u| <= 2^-8),  t = lo r 2^-k,
-// ln(1 + s) - s by Taylor to s^8 (the next term is below 2^-66 |s|; the
-// coefficients are doubles, their terms below 2^-15 of the result), and
-// k ln2_hi - ln r's head exact.  No 80-bit load or store.
+// ln(w + e) for 1 <= w < 2^1000 and |e| <= ulp(w)/2, within about 2^-63
+// relative.  The exponent k and the top 8 fraction bits j of w come from one
+// double store (a rounding that carries into the next cell or binade leaves
+// |s| below 2^-8 all the same); with m = w 2^-k, mh = m on a 2^-31 grid and
+// r_j the 11-bit reciprocal of logl's table (1 for j = 0, so that no table
+// constant cancels against a small result):
+//   ln(w + e) = k ln2 - ln r_j + ln(1 + s),
+//   s = (mh r_j - 1) + ((m - mh) + e 2^-k) r_j,
+// the first bracket exact, |s| < 2^-8, ln(1 + s) - s Taylor to s^8 (below
+// 2^-66 |s|), and k ln2_hi - ln r_j's head exact.
 inline long double log_sum(long double w, long double e) {
-  constexpr double kLn2Hi = 256 * kel::expl::kLn2Over256[0], kLn2Lo = 256 * kel::expl::kLn2Over256[1];
+  constexpr long double kTwo32H = 0x1.8p32L;  // rounds [1, 2) to a 2^-31 grid
+  constexpr long double kLn2Hi = 256 * kel::expl::kLn2Over256[0], kLn2Lo = 256 * kel::expl::kLn2Over256[1];
   const uint64_t wb = bits_rounded_to_double(w);
-  const long double wd = double_from_bits(wb);
-  const long double lo = (w - wd) + e;
-  const int32_t k = static_cast<int32_t>(wb >> 52) - 1023;
-  const kel::catanh_data::LogRow& row = kel::catanh_data::kLogRows[(wb >> 44) & 0xFF];
-  const long double rk = double_from_bits(bits(row.r) - (static_cast<uint64_t>(k) << 52));  // r 2^-k
-  const long double u = wd * rk - 1;
-  const long double t = lo * rk;
-  const long double fk = k;
-  const long double head = u + (fk * kLn2Hi + row.head);
-  const long double tail = t + (fk * kLn2Lo + row.tail);
-  constexpr double c[7] = {-1.0 / 2, 1.0 / 3, -1.0 / 4, 1.0 / 5, -1.0 / 6, 1.0 / 7, -1.0 / 8};
+  const int k = static_cast<int>(wb >> 52) - 1023;
+  const unsigned j = static_cast<unsigned>(wb >> 44) & 0xFF;
+  const long double scale = double_from_bits(static_cast<uint64_t>(1023 - k) << 52);  // 2^-k
+  const long double m = w * scale;
+  const long double mh = (m + kTwo32H) - kTwo32H;
+  const long double r = j == 0 ? 1.0L : orx_orx_rcp_table_256[j];
+  const long double u = mh * r - 1;
+  const long double t = ((m - mh) + e * scale) * r;
+  constexpr long double c[7] = {-1.0L / 2, 1.0L / 3, -1.0L / 4, 1.0L / 5, -1.0L / 6, 1.0L / 7, -1.0L / 8};
   const long double s = u + t, s2 = s * s, s4 = s2 * s2;
   const long double poly = s2 * (((c[0] + s * c[1]) + s2 * (c[2] + s * c[3])) + s4 * ((c[4] + s * c[5]) + s2 * c[6]));
-  return (tail + poly) + head;
+  const long double fk = k;
+  const long double hi = fk * kLn2Hi + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][0]);
+  const long double lo = fk * kLn2Lo + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][1]);
+  return ((t + poly) + lo) + (u + hi);
 }
 
-// ln(1 + q) for 0 <= q < 2^998: w = 1 + q and e = q - (w - 1), the exact
-// error of the sum for w < 2^64 (w - 1 is then exact), and below 2^-62 w
-// beyond; then log_sum.
+// ln(1 + q) for 0 <= q < 2^999: w + e = 1 + q exactly (Fast2Sum, the larger
+// operand first), then log_sum.
 inline long double log1p_pos(long double q) {
   const long double w = 1 + q;
-  return log_sum(w, q - (w - 1));
+  return log_sum(w, q > 1 ? (q - w) + 1 : (1 - w) + q);
 }
 
 }  // namespace kel::fast
