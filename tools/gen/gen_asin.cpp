@@ -98,12 +98,8 @@ int main() {
   for (const auto& family : placements) {
     std::printf("    {\n");
     for (const auto& p : family) {
-      mpfr_const_pi(t, MPFR_RNDN);
-      mpfr_mul_si(t, t, p.num, MPFR_RNDN);
-      mpfr_div_si(t, t, p.den, MPFR_RNDN);
-      mpfr_set(hi, t, MPFR_RNDN);
-      mpfr_sub(t, t, hi, MPFR_RNDN);
-      std::printf("        {%LaL, %LaL, %d},\n", mpfr_get_ld(hi, MPFR_RNDN), mpfr_get_ld(t, MPFR_RNDN), p.m);
+      const gen::PiFraction k = gen::pi_fraction(p.num, p.den);
+      std::printf("        {%LaL, %LaL, %d},\n", k.hi, k.lo, p.m);
     }
     std::printf("    },\n");
   }

@@ -12,6 +12,8 @@
 
 #include <cstdio>
 
+#include "gen_common.h"
+
 int main() {
   mpfr_t c, d, wr, wi, pr, pi, t, u, hi;
   mpfr_inits2(512, c, d, wr, wi, pr, pi, t, u, nullptr);
@@ -53,12 +55,8 @@ int main() {
     int num, den, sign;
   } placements[] = {{0, 1, 1}, {1, 1, -1}, {1, 2, -1}, {1, 2, 1}};
   for (const auto& p : placements) {
-    mpfr_const_pi(t, MPFR_RNDN);
-    mpfr_mul_si(t, t, p.num, MPFR_RNDN);
-    mpfr_div_si(t, t, p.den, MPFR_RNDN);
-    mpfr_set(hi, t, MPFR_RNDN);
-    mpfr_sub(t, t, hi, MPFR_RNDN);
-    std::printf("    {%LaL, %LaL, %d},\n", mpfr_get_ld(hi, MPFR_RNDN), mpfr_get_ld(t, MPFR_RNDN), p.sign);
+    const gen::PiFraction k = gen::pi_fraction(p.num, p.den);
+    std::printf("    {%LaL, %LaL, %d},\n", k.hi, k.lo, p.sign);
   }
   std::printf("};\n\n}  // namespace kel::catan_data\n");
   mpfr_clears(c, d, wr, wi, pr, pi, t, u, hi, nullptr);

@@ -65,6 +65,25 @@ inline double round_to_prec(mpfr_srcptr v, mpfr_prec_t p, mpfr_rnd_t rnd) {
   return d;
 }
 
+// pi num/den as a 64-bit head and the long double nearest the rest (512-bit
+// arithmetic): the two-piece constants that place a reduced angle.
+struct PiFraction {
+  long double hi, lo;
+};
+inline PiFraction pi_fraction(long num, long den) {
+  mpfr_t t, hi;
+  mpfr_init2(t, 512);
+  mpfr_init2(hi, 64);
+  mpfr_const_pi(t, MPFR_RNDN);
+  mpfr_mul_si(t, t, num, MPFR_RNDN);
+  mpfr_div_si(t, t, den, MPFR_RNDN);
+  mpfr_set(hi, t, MPFR_RNDN);
+  mpfr_sub(t, t, hi, MPFR_RNDN);
+  const PiFraction r = {mpfr_get_ld(hi, MPFR_RNDN), mpfr_get_ld(t, MPFR_RNDN)};
+  mpfr_clears(t, hi, static_cast<mpfr_ptr>(nullptr));
+  return r;
+}
+
 // C99 hex-float literal of a double built from its bit pattern alone, so the
 // text is the same on every host: shortest digits, subnormals as 0x0.xxxp-1022,
 // infinities as the table sources' kInf, NaNs as a bit cast of their pattern.
