@@ -33,9 +33,10 @@ def counterparts(comp, name):
     """glibc's same-precision and long-double functions for one of our members:
     for complex members (which glibc has as c<name>, c<name>l) the double
     function stands beside 64fc only."""
-    if "fc_" in name:
-        return (None if "_32fc" in name else "c" + comp[0]), "c" + comp[0] + "l"
-    return (comp[1] if "_32f" in name else comp[0]), comp[2]
+    precision = re.search(r"_(32fc|64fc|32f|64f)(_|$)", name).group(1)
+    if precision.endswith("fc"):  # not "fc_" in the name: kelsErfc_64f is real
+        return (None if precision == "32fc" else "c" + comp[0]), "c" + comp[0] + "l"
+    return (comp[1] if precision == "32f" else comp[0]), comp[2]
 
 
 def cpu_model():
