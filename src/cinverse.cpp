@@ -190,39 +190,96 @@ Kel64fc acosh_kernel(Kel64fc z) {
 // (src/catanh_data.h): an 80-bit load or store costs several times a 64-bit
 // one, and this logarithm sets the speed of catanh and catan.
 //
-// ln(1 + q) for 0 <= q < 2^998, within about 2^-63 relative.  w = 1 + q and
-// e = q - (w - 1) exactly (w - 1 is exact for w < 2^64); wd, w rounded to
-// double by one store, gives k and the row j of its top 8 fraction bits, and
-// lo = (w - wd) + e.  With r the row's 11-bit reciprocal (1 for j = 0, so
-// that no table constant cancels against a small result):
+// ln(1 + q)/4 for 0 <= q < 2^998, within about 2^-63 relative.  w = 1 + q
+// and e = q - (w - 1) exactly (w - 1 is exact for w < 2^64); wd = 2^k m, w
+// rounded to double by one store, gives k, the row j of m's top 8 fraction
+// bits and m itself (wd's bits with the exponent of 1), and lo = (w - wd) + e.
+// With r the row's 11-bit reciprocal (1 for j = 0, so that no table constant
+// cancels against a small result):
 //   ln(1 + q) = k ln2 - ln r + ln(1 + s),  s = u + t,
-//   u = wd r 2^-k - 1 (exact: 53 times 11 bits, |u| <= 2^-8),  t = lo r 2^-k,
+//   u = m r - 1 (exact: 53 times 11 bits, |u| <= 2^-8),  t = lo 2^-k r,
 // ln(1 + s) - s by Taylor to s^8 (the next term is below 2^-66 |s|), and
-// k ln2_hi - ln r's head exact.
-inline long double log1p_short(long double q) {
-  constexpr double kLn2Hi = 256 * kel::expl::kLn2Over256[0], kLn2Lo = 256 * kel::expl::kLn2Over256[1];
+// k ln2_hi - ln r's head exact.  The factor 1/4 is in the table (r/4 and
+// -ln(r)/4), so the sums run on s/4 and u/4 with the coefficients scaled to
+// match: every step is the unscaled one times a power of 2.
+inline long double quarter_log1p(long double q) {
+  constexpr double kLn2Hi = 64 * kel::expl::kLn2Over256[0], kLn2Lo = 64 * kel::expl::kLn2Over256[1];
+  constexpr uint64_t kExponent = uint64_t{0x7FF} << 52, kOne = uint64_t{1023} << 52;
   const long double w = 1 + q;
   const uint64_t wb = kel::bits_rounded_to_double(w);
   const long double wd = kel::double_from_bits(wb);
   const long double lo = (w - wd) + (q - (w - 1));
   const int32_t k = static_cast<int32_t>(wb >> 52) - 1023;
   const kel::catanh_data::LogRow& row = kel::catanh_data::kLogRows[(wb >> 44) & 0xFF];
-  const long double rk = kel::double_from_bits(kel::bits(row.r) - (static_cast<uint64_t>(k) << 52));  // r 2^-k
-  const long double u = wd * rk - 1;
-  const long double t = lo * rk;
+  const long double m = kel::double_from_bits((wb & ~kExponent) | kOne);
+  const long double scale = kel::double_from_bits(kOne - (static_cast<uint64_t>(k) << 52));  // 2^-k
+  const long double u = m * row.r4 - 0.25L;  // u/4
+  const long double t = (lo * scale) * row.r4;
   const long double fk = k;
   const long double head = u + (fk * kLn2Hi + row.head);
   const long double tail = t + (fk * kLn2Lo + row.tail);
-  constexpr double c[7] = {-1.0 / 2, 1.0 / 3, -1.0 / 4, 1.0 / 5, -1.0 / 6, 1.0 / 7, -1.0 / 8};
-  const long double s = u + t, s2 = s * s, s4 = s2 * s2;
-  const long double poly = s2 * (((c[0] + s * c[1]) + s2 * (c[2] + s * c[3])) + s4 * ((c[4] + s * c[5]) + s2 * c[6]));
+  // (ln(1 + 4v) - 4v)/4 = v^2 (c[0] + c[1] v + ... + c[6] v^6), c[n] = (-1)^(n+1) 4^(n+1)/(n+2).
+  constexpr double c[7] = {-2.0, 16.0 / 3, -16.0, 256.0 / 5, -512.0 / 3, 4096.0 / 7, -2048.0};
+  const long double v = u + t, v2 = v * v, v4 = v2 * v2;
+  const long double poly = v2 * (((c[0] + v * c[1]) + v2 * (c[2] + v * c[3])) + v4 * ((c[4] + v * c[5]) + v2 * c[6]));
   return (tail + poly) + head;
 }
 
+// The argument of the arctangent below: t = min(y, |x|)/max(y, |x|) and
+// the index of the placement, 2 (y > |x|) + (x < 0).  (Two results rather
+// than a record: GCC stores a long double member of a record to memory.)
+inline long double atan_ratio(long double y, long double x, uint32_t* placement) {
+  const long double ax = __builtin_fabsl(x);
+  const bool swap = y > ax, negative = x < 0;
+  *placement = 2u * swap + negative;
+  return swap ? ax / y : y / ax;
+}
+
+// atan2(y, x)/2 for y, x finite, y >= 0, not both zero, from t = atan_ratio(y, x),
+// within 2^-63 relative.  With c = j/128 nearest to t and h = t - c (exact,
+// Sterbenz; |h| <= 2^-8), atan(t) = atan(c) + h (a_1 + a_2 h + ... + a_8 h^7),
+// the Taylor expansion at c from a table of doubles (atan(c) and a_1 as heads
+// and tails): the first omitted term |h|^9/9 stays below 2^-67 of atan(t).
+// j comes from t 128 by an integer store (fistl rounds to nearest as
+// t + 1.5 2^56 does).  The placement (K + sign atan(t))/2 (K = 0, pi/2, pi)
+// never cancels, atan(t) <= pi/4 <= K/2, and its halved constants make the
+// factor 1/2 exact and free.
+inline long double half_atan(long double t, uint32_t placement) {
+  constexpr long double kShifter = 0x1.8p56L;  // its ulp is 2^-7: t + kShifter rounds t to c
+  int32_t j;
+  asm("fistl %0" : "=m"(j) : "t"(t * 128));
+  const kel::catanh_data::AtanRow& r = kel::catanh_data::kAtanRows[j];
+  const long double h = t - ((t + kShifter) - kShifter);
+  const long double h2 = h * h;
+  const double* a = r.a;
+  const long double p = ((r.a1hi + (r.a1lo + h * a[0])) + h2 * (a[1] + h * a[2])) +
+                        (h2 * h2) * ((a[3] + h * a[4]) + h2 * (a[5] + h * a[6]));
+  const kel::catanh_data::AtanPlacement& k = kel::catanh_data::kAtanPlacements[placement];
+  const long double head = k.hi + k.sign * r.hi;
+  return head + ((k.lo + k.sign * r.lo) + (k.sign * h) * p);
+}
+
+// The finite elements the short kernels do not serve (q beyond the short
+// logarithm, y = 0 or a zero denominator of the arctangent), out of line:
+// the same formulas, with the exported long-double kernels where needed.
+[[gnu::noinline, gnu::cold]] void arctanh_general(double xd, double yd, double* re, double* im) {
+  const long double x = xd, y = yd, xm = 1 - x, y2 = y * y;
+  const long double d = xm * (1 + x) - y2;
+  const long double q = 4 * x / (xm * xm + y2);  // atanh(1 + i0): +inf, divide-by-zero
+  *re = rounded(q < kFastLogLimit ? quarter_log1p(q) : 0.25L * orxlog1pl_scalar(q));
+  if (y > 0 && d != 0) {
+    uint32_t placement;
+    const long double t = atan_ratio(2 * y, d, &placement);
+    *im = rounded(half_atan(t, placement));
+  } else {
+    *im = rounded(0.5L * orxatan2l_scalar(2 * y, d));
+  }
+}
+
 // atanh of x + iy for x, y >= 0 (magnitudes of the parts), each part rounded
-// once to double as soon as it is known.  The real part comes first: the
-// x87 stack then holds only y and the arctangent's denominator across the
-// logarithm, and the arctangent's division runs beside it.
+// once to double.  On the main path the arctangent's division is issued
+// before the logarithm: the x87 stack then holds only its quotient across
+// the logarithm (no 80-bit spill), and the two divisions overlap.
 void arctanh(double xd, double yd, double* re, double* im) {
   if (is_finite(xd) && is_finite(yd)) {
     const long double x = xd, y = yd, y2 = y * y;
@@ -235,9 +292,14 @@ void arctanh(double xd, double yd, double* re, double* im) {
     }
     const long double xm = 1 - x;
     const long double d = xm * (1 + x) - y2;
-    const long double q = 4 * x / (xm * xm + y2);  // atanh(1 + i0): +inf, divide-by-zero
-    *re = rounded(0.25L * (q < kFastLogLimit ? log1p_short(q) : orxlog1pl_scalar(q)));
-    *im = rounded(0.5L * (y > 0 && d != 0 ? kel::fast::atan2_pos(2 * y, d) : orxatan2l_scalar(2 * y, d)));
+    const long double q = 4 * x / (xm * xm + y2);
+    // Below the limit, d = 0 only as +0 and y = 0 only with d != 0: atan2 of
+    // (2y, +0) and of (+0, d) come out of the placements exactly.
+    if (__builtin_expect(!(q < kFastLogLimit), 0)) return arctanh_general(xd, yd, re, im);
+    uint32_t placement;
+    const long double t = atan_ratio(2 * y, d, &placement);
+    *re = rounded(quarter_log1p(q));
+    *im = rounded(half_atan(t, placement));
     return;
   }
   if (is_nan(xd) || is_nan(yd)) {
