@@ -185,12 +185,28 @@ void sincos_of(DD r, long double* sine, long double* cosine) {
 // times a 64-bit one); a long double comes back in st(0) for free.
 constexpr double kShortWeight = 16;
 
-// ln|x|, or +inf (failing the weight test) where log_sum, which reads the
-// exponent of the norm from a double, does not apply.
+// ln|x| for 2^-499 <= |a|, |b| < 2^499.  As in fast::log_sum, with
+// w = a^2 + b^2 (two roundings, 2^-63 relative) = 2^k m, 1 <= m < 2, the top
+// 8 fraction bits j of w and r_j logl's 11-bit reciprocal (1 for j = 0):
+//   ln w = k ln2 - ln r_j + ln(1 + s),  s = m r_j - 1,  |s| < 2^-8,
+// but s from one rounded product (m r_j is within 2^-8 of 1: an absolute
+// error below 2^-63.9) instead of an exact part plus a remainder, three
+// dependent operations after the scale 2^-k instead of seven.  With the
+// roundings of (k ln2_hi - ln r_j) + s and of the last sum, 2 ln|x| is
+// within 2^-63 (2 |ln|x|| + 1.6) + 2^-66 |s|: ln|x| within
+// 2^-63 (|ln|x|| + 1), the bound the weight test budgets.
 [[gnu::noinline]] long double half_log_norm(double a, double b) {
-  const long double norm = static_cast<long double>(a) * a + static_cast<long double>(b) * b;
-  if (!(norm >= 0x1p-1000L && norm < 0x1p1000L)) return __builtin_infl();
-  return 0.5L * kel::fast::log_sum(norm, 0.0L);
+  const long double w = static_cast<long double>(a) * a + static_cast<long double>(b) * b;
+  const uint64_t wb = kel::bits_rounded_to_double(w);
+  const int k = static_cast<int>(wb >> 52) - 1023;
+  const unsigned j = static_cast<unsigned>(wb >> 44) & 0xFF;
+  const long double scale = kel::double_from_bits(static_cast<uint64_t>(1023 - k) << 52);  // 2^-k
+  const long double r = j == 0 ? 1.0L : orx_orx_rcp_table_256[j];
+  const long double s = (w * scale) * r - 1;
+  const long double fk = k;
+  const long double head = (fk * kel::fast::kLn2Hi + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][0])) + s;
+  const long double lo = fk * kel::fast::kLn2Lo + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][1]);
+  return 0.5L * (head + (lo + kel::fast::log1p_minus_s<double>(s)));
 }
 [[gnu::noinline]] long double arg_short(double a, double b) {
   return b > 0 ? kel::fast::atan2_pos(b, a) : -kel::fast::atan2_pos(-b, a);
@@ -311,8 +327,13 @@ double zero_of_unit_power(double a, double b, double d) {
 Kel64fc pow_kernel(Kel64fc x, Kel64fc y) {
   const double a = x.re, b = x.im, c = y.re, d = y.im;
   // The common case first: x off the axes, y not real, every part finite.
-  const auto regular = [](double v) { return kel::cplx::is_finite(v) && !kel::is_zero(v); };
-  if (regular(a) && regular(b) && regular(d) && kel::cplx::is_finite(c)) {
+  // One branch on the bits: a and b in [2^-499, 2^499) in magnitude, d
+  // normal, c finite.
+  const auto outside = [](double v, uint64_t lo, uint64_t width) {
+    return static_cast<uint64_t>(kel::Format<double>::biased_exponent(v)) - lo >= width;
+  };
+  if (!(outside(a, 1023 - 499, 998) | outside(b, 1023 - 499, 998) | outside(d, 1, 2046) |
+        (kel::Format<double>::biased_exponent(c) == 2047))) {
     Kel64fc r;
     if (pow_short(a, b, c, d, &r)) return r;
   }
@@ -323,5 +344,6 @@ Kel64fc pow_kernel(Kel64fc x, Kel64fc y) {
 
 KEL_API Kel64fc orxcpow_scalar(Kel64fc x, Kel64fc y) { return kel::cplx::entry<pow_kernel>(x, y); }
 
-KEL_COMPLEX_BINARY(Pow, orxcpow_scalar)
-KEL_COMPLEX_SCALAR_EXPONENT(Powx, orxcpow_scalar)
+// The frame quiets signalling NaNs itself: its elements call the kernel proper.
+KEL_COMPLEX_BINARY(Pow, pow_kernel)
+KEL_COMPLEX_SCALAR_EXPONENT(Powx, pow_kernel)

@@ -49,6 +49,9 @@
 namespace kel::fast::detail {
 
 inline constexpr double kShifter52 = 0x1.8p52;  // 1.5 * 2^52: a double sum with it is an integer
+// 1.5 * 2^63 and 1.5 * 2^57: a long-double sum with them is a multiple of 1
+// and of 1/64; 1.5 * 2^46: a double sum with it, a multiple of 1/64.
+inline constexpr double kShifter63 = 0x1.8p63, kShifter57 = 0x1.8p57, kShifter46 = 0x1.8p46;
 // Constants read as doubles (an 80-bit load costs several times a 64-bit
 // one): pi/4 rounded down (no double lies between it and pi/4, and a long
 // double there reduces by k = 0 to itself), 2^-20, and sincosl_data's three
@@ -124,29 +127,31 @@ template <class T>
             1 + u2 * (kCos[0] + u2 * (kCos[1] + u2 * kCos[2]))};
   }
 
-  // Integers are taken from the bits of a value rounded to double by one
-  // store (v + 1.5 * 2^52 lands on an integer there); the quotient need
-  // only be within 1 of the nearest integer for the steps below.
+  // The roundings to an integer (k) and to a multiple of 1/64 (the row) add
+  // and subtract a long double whose ulp is that step (1.5 * 2^63, 1.5 * 2^57)
+  // in the registers, so that they stay on the floating chain; the integers
+  // k mod 4 and j are read beside that chain from the bits of the rounded
+  // value, placed exactly in a double by a second shifter and one 64-bit
+  // store.  k need only be within 1 of the nearest integer.
   const long double ax = __builtin_fabsl(x);
   long double r = ax;
   uint32_t q = 0;
   if (ax > kPio4) {
-    const uint64_t kb = bits_rounded_to_double(ax * kTwoOverPi + kShifter52);
-    const long double k = double_from_bits(kb) - kShifter52;
-    q = static_cast<uint32_t>(kb) & 3;
+    const long double k = (ax * kTwoOverPi + kShifter63) - kShifter63;
+    q = static_cast<uint32_t>(bits_rounded_to_double(k + kShifter52)) & 3;
     r = (ax - k * kPio2Cw[0]) - (k * kPio2Cw[1] + k * kPio2Cw[2]);
     if (__builtin_expect(__builtin_fabsl(r) < kSmallestR, 0)) return exact_sin_cos(x);
   }
   const long double ar = __builtin_fabsl(r);
-  const uint64_t jb = bits_rounded_to_double(ar * 64 + kShifter52);
+  const long double row = (ar + kShifter57) - kShifter57;  // j/64
   // ar <= pi/4 + 2^-32 puts j in [0, 50]; the clamp only guards the table
   // read under a directed rounding the kernels are not built for.
   using kel::sincos_dd_data::kRows;
   constexpr uint32_t kLastRow = sizeof kRows / sizeof kRows[0] - 1;
-  uint32_t j = static_cast<uint32_t>(jb) & 63;
+  uint32_t j = static_cast<uint32_t>(bits_rounded_to_double(row + kShifter46)) & 63;
   if (__builtin_expect(j > kLastRow, 0)) j = kLastRow;
-  // Exact (Sterbenz), |u| <= 1/128 + 2^-17.
-  const long double u = ar - (double_from_bits(jb) - kShifter52) * 0x1p-6L;
+  // Exact, |u| <= 1/128: ar and j/64 lie within 1/128 on a common grid.
+  const long double u = ar - row;
   const long double u2 = u * u;
   const long double ps = (u * u2) * (kSin[0] + u2 * (kSin[1] + u2 * kSin[2]));
   const long double pc = u2 * (kCos[0] + u2 * (kCos[1] + u2 * kCos[2]));
@@ -246,6 +251,18 @@ inline long double atan2_pos(long double y, long double x) {
   return head + ((k.lo + k.sign * r.lo) + (k.sign * h) * p);
 }
 
+// ln 2 in two pieces, the head of 29 bits (k ln2_hi exact for any exponent k).
+inline constexpr long double kLn2Hi = 256 * kel::expl::kLn2Over256[0], kLn2Lo = 256 * kel::expl::kLn2Over256[1];
+
+// ln(1 + s) - s for |s| < 2^-8: Taylor to s^8, within 2^-66 |s|.  With
+// double coefficients (C = double) the error they add stays below 2^-79 |s|.
+template <class C = long double>
+inline long double log1p_minus_s(long double s) {
+  constexpr C c[7] = {-1.0L / 2, 1.0L / 3, -1.0L / 4, 1.0L / 5, -1.0L / 6, 1.0L / 7, -1.0L / 8};
+  const long double s2 = s * s, s4 = s2 * s2;
+  return s2 * (((c[0] + s * c[1]) + s2 * (c[2] + s * c[3])) + s4 * ((c[4] + s * c[5]) + s2 * c[6]));
+}
+
 // ln(w + e) for 1 <= w < 2^1000 and |e| <= ulp(w)/2, within about 2^-63
 // relative.  The exponent k and the top 8 fraction bits j of w come from one
 // double store (a rounding that carries into the next cell or binade leaves
@@ -258,7 +275,6 @@ inline long double atan2_pos(long double y, long double x) {
 // 2^-66 |s|), and k ln2_hi - ln r_j's head exact.
 inline long double log_sum(long double w, long double e) {
   constexpr long double kTwo32H = 0x1.8p32L;  // rounds [1, 2) to a 2^-31 grid
-  constexpr long double kLn2Hi = 256 * kel::expl::kLn2Over256[0], kLn2Lo = 256 * kel::expl::kLn2Over256[1];
   const uint64_t wb = bits_rounded_to_double(w);
   const int k = static_cast<int>(wb >> 52) - 1023;
   const unsigned j = static_cast<unsigned>(wb >> 44) & 0xFF;
@@ -268,9 +284,8 @@ inline long double log_sum(long double w, long double e) {
   const long double r = j == 0 ? 1.0L : orx_orx_rcp_table_256[j];
   const long double u = mh * r - 1;
   const long double t = ((m - mh) + e * scale) * r;
-  constexpr long double c[7] = {-1.0L / 2, 1.0L / 3, -1.0L / 4, 1.0L / 5, -1.0L / 6, 1.0L / 7, -1.0L / 8};
-  const long double s = u + t, s2 = s * s, s4 = s2 * s2;
-  const long double poly = s2 * (((c[0] + s * c[1]) + s2 * (c[2] + s * c[3])) + s4 * ((c[4] + s * c[5]) + s2 * c[6]));
+  const long double s = u + t;
+  const long double poly = log1p_minus_s(s);
   const long double fk = k;
   const long double hi = fk * kLn2Hi + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][0]);
   const long double lo = fk * kLn2Lo + (j == 0 ? 0.0L : orx_orx_logl_table_256[j][1]);
