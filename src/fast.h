@@ -167,7 +167,13 @@ template <class T>
     const uint32_t p = t + 2 * n, o = (1 - t) + 2 * (n ^ t);
     return w.hi[p] + (w.hi[o] * u + ((w.lo[p] + w.lo[o] * u) + (w.hi[p] * pc + w.hi[o] * ps)));
   };
-  const uint32_t odd = q & 1, s2 = (q >> 1) & 1, sx = x < 0, sr = r < 0;
+  uint32_t sx;  // x < 0, from a double's sign bit (no register held for it)
+  if constexpr (sizeof(T) == sizeof(double)) {
+    sx = static_cast<uint32_t>(bits(x) >> 63);
+  } else {
+    sx = x < 0;
+  }
+  const uint32_t odd = q & 1, s2 = (q >> 1) & 1, sr = r < 0;
   return {part(odd, sx ^ s2 ^ (sr & (odd ^ 1))), part(odd ^ 1, s2 ^ (odd & (sr ^ 1)))};
 }
 
