@@ -11,9 +11,8 @@
 //   tail  -ln(r)/4 - head rounded to double.
 // (The quarter is the factor of the real part of atanh.)
 //
-// Arctangent row j = 0..128, the Taylor expansion of atan at c = j/128: with
-// w = (c + i)/(1 + c^2), atan(c + h) - atan(c) = Im ln(1 + h w), so
-//   atan(c + h) = atan(c) + sum_k a_k h^k,  a_k = (-1)^(k+1) Im(w^k)/k;
+// Arctangent row j = 0..128, the Taylor expansion of atan at c = j/128,
+// atan(c + h) = atan(c) + sum_k a_k h^k (gen::atan_taylor):
 // atan(c) and a_1 = 1/(1 + c^2) as double heads and tails, a_2 .. a_8 as
 // doubles (their terms are below 2^-15 of the result, where 2^-53 relative
 // is enough).  Then the four placements of atan2 in the upper half-plane,
@@ -74,34 +73,21 @@ void print_pair(mpfr_srcptr v) {
 }
 
 void atan_rows() {
-  mpfr_t c, d, wr, wi, pr, pi, t, u;
-  mpfr_inits2(512, c, d, wr, wi, pr, pi, t, u, nullptr);
+  mpfr_t c, t, a[8];
+  mpfr_inits2(512, c, t, nullptr);
+  for (auto& v : a) mpfr_init2(v, 512);
   std::printf("const AtanRow kAtanRows[129] = {\n");
   for (int j = 0; j <= 128; ++j) {
     mpfr_set_si(c, j, MPFR_RNDN);
     mpfr_div_2ui(c, c, 7, MPFR_RNDN);
-    mpfr_sqr(d, c, MPFR_RNDN);
-    mpfr_add_ui(d, d, 1, MPFR_RNDN);
-    mpfr_div(wr, c, d, MPFR_RNDN);  // w = (c + i)/(1 + c^2)
-    mpfr_ui_div(wi, 1, d, MPFR_RNDN);
+    gen::atan_taylor(c, 8, a);
     mpfr_atan(t, c, MPFR_RNDN);
     std::printf("    {");
     print_pair(t);
     std::printf(", ");
-    print_pair(wi);
+    print_pair(a[0]);
     std::printf(", {");
-    mpfr_set(pr, wr, MPFR_RNDN);  // p = w^k
-    mpfr_set(pi, wi, MPFR_RNDN);
-    for (int k = 2; k <= 8; ++k) {
-      mpfr_mul(t, pr, wr, MPFR_RNDN);  // p *= w
-      mpfr_mul(u, pi, wi, MPFR_RNDN);
-      mpfr_sub(t, t, u, MPFR_RNDN);
-      mpfr_mul(u, pr, wi, MPFR_RNDN);
-      mpfr_fma(pi, pi, wr, u, MPFR_RNDN);
-      mpfr_set(pr, t, MPFR_RNDN);
-      mpfr_div_si(t, pi, k % 2 ? k : -k, MPFR_RNDN);
-      std::printf("%s%s", k > 2 ? ", " : "", gen::hex(mpfr_get_d(t, MPFR_RNDN)).c_str());
-    }
+    for (int k = 2; k <= 8; ++k) std::printf("%s%s", k > 2 ? ", " : "", gen::hex(mpfr_get_d(a[k - 1], MPFR_RNDN)).c_str());
     std::printf("}},  // %d/128\n", j);
   }
   std::printf("};\n\n");
@@ -118,7 +104,8 @@ void atan_rows() {
     std::printf(", %s},\n", gen::hex(p.sign / 2.0).c_str());
   }
   std::printf("};\n\n");
-  mpfr_clears(c, d, wr, wi, pr, pi, t, u, nullptr);
+  for (auto& v : a) mpfr_clear(v);
+  mpfr_clears(c, t, nullptr);
 }
 
 }  // namespace

@@ -65,6 +65,31 @@ inline double round_to_prec(mpfr_srcptr v, mpfr_prec_t p, mpfr_rnd_t rnd) {
   return d;
 }
 
+// The Taylor coefficients of atan at c, a[k - 1] = a_k for k = 1..n
+// (initialized 512-bit variables): with w = (c + i)/(1 + c^2),
+// atan(c + h) - atan(c) = Im ln(1 + h w), so a_k = (-1)^(k+1) Im(w^k)/k.
+inline void atan_taylor(mpfr_srcptr c, int n, mpfr_t* a) {
+  mpfr_t d, wr, wi, pr, pi, t, u;
+  mpfr_inits2(512, d, wr, wi, pr, pi, t, u, static_cast<mpfr_ptr>(nullptr));
+  mpfr_sqr(d, c, MPFR_RNDN);
+  mpfr_add_ui(d, d, 1, MPFR_RNDN);
+  mpfr_div(wr, c, d, MPFR_RNDN);
+  mpfr_ui_div(wi, 1, d, MPFR_RNDN);
+  mpfr_set(pr, wr, MPFR_RNDN);  // p = w^k
+  mpfr_set(pi, wi, MPFR_RNDN);
+  mpfr_set(a[0], wi, MPFR_RNDN);
+  for (int k = 2; k <= n; ++k) {
+    mpfr_mul(t, pr, wr, MPFR_RNDN);  // p *= w
+    mpfr_mul(u, pi, wi, MPFR_RNDN);
+    mpfr_sub(t, t, u, MPFR_RNDN);
+    mpfr_mul(u, pr, wi, MPFR_RNDN);
+    mpfr_fma(pi, pi, wr, u, MPFR_RNDN);
+    mpfr_set(pr, t, MPFR_RNDN);
+    mpfr_div_si(a[k - 1], pi, k % 2 ? k : -k, MPFR_RNDN);
+  }
+  mpfr_clears(d, wr, wi, pr, pi, t, u, static_cast<mpfr_ptr>(nullptr));
+}
+
 // pi num/den as a 64-bit head and the long double nearest the rest (512-bit
 // arithmetic): the two-piece constants that place a reduced angle.
 struct PiFraction {
