@@ -170,8 +170,8 @@ void sincos_of(DD r, long double* sine, long double* cosine) {
 }
 
 // Short path for x off the axes and a complex y of moderate size, in plain
-// extended precision: ln|x| = ln(a^2 + b^2)/2 by fast::log_sum (the norm
-// rounded twice: ln|x| within 2^-63 (|ln|x|| + 1)) and arg x by
+// extended precision: ln|x| = ln(a^2 + b^2)/2 by half_log_norm below (within
+// 2^-63 (|ln|x|| + 1)) and arg x by
 // fast::atan2_pos (2^-62.5 relative); then t = c ln|x| - d arg x and the
 // angle c arg x + d ln|x| are each within 2^-61.5 W absolute, with
 // W = (|c| + |d|) (|ln|x|| + |arg x| + 1).  Taken for W <= kShortWeight = 16,
