@@ -262,63 +262,56 @@ inline long double half_atan(long double t, uint32_t placement) {
 // The finite elements the short kernels do not serve (q beyond the short
 // logarithm, y = 0 or a zero denominator of the arctangent), out of line:
 // the same formulas, with the exported long-double kernels where needed.
-[[gnu::noinline, gnu::cold]] void arctanh_general(double xd, double yd, double* re, double* im) {
+[[gnu::noinline, gnu::cold]] Kel64fc arctanh_general(double xd, double yd) {
   const long double x = xd, y = yd, xm = 1 - x, y2 = y * y;
   const long double d = xm * (1 + x) - y2;
   const long double q = 4 * x / (xm * xm + y2);  // atanh(1 + i0): +inf, divide-by-zero
-  *re = rounded(q < kFastLogLimit ? quarter_log1p(q) : 0.25L * orxlog1pl_scalar(q));
+  const double re = rounded(q < kFastLogLimit ? quarter_log1p(q) : 0.25L * orxlog1pl_scalar(q));
   if (y > 0 && d != 0) {
     uint32_t placement;
     const long double t = atan_ratio(2 * y, d, &placement);
-    *im = rounded(half_atan(t, placement));
-  } else {
-    *im = rounded(0.5L * orxatan2l_scalar(2 * y, d));
+    return {re, rounded(half_atan(t, placement))};
   }
+  return {re, rounded(0.5L * orxatan2l_scalar(2 * y, d))};
 }
 
 // atanh of x + iy for x, y >= 0 (magnitudes of the parts), each part rounded
 // once to double.  On the main path the arctangent's division is issued
 // before the logarithm: the x87 stack then holds only its quotient across
 // the logarithm (no 80-bit spill), and the two divisions overlap.
-void arctanh(double xd, double yd, double* re, double* im) {
+Kel64fc arctanh(double xd, double yd) {
   if (is_finite(xd) && is_finite(yd)) {
     const long double x = xd, y = yd, y2 = y * y;
     if (x < kTiny && y < kTiny) {
       long double sr, si;
       odd_series(x, y, kAtanhSeries, &sr, &si);
-      *re = rounded(sr);
-      *im = rounded(si);
-      return;
+      return {rounded(sr), rounded(si)};
     }
     const long double xm = 1 - x;
     const long double d = xm * (1 + x) - y2;
     const long double q = 4 * x / (xm * xm + y2);
     // Below the limit, d = 0 only as +0 and y = 0 only with d != 0: atan2 of
     // (2y, +0) and of (+0, d) come out of the placements exactly.
-    if (__builtin_expect(!(q < kFastLogLimit), 0)) return arctanh_general(xd, yd, re, im);
+    if (__builtin_expect(!(q < kFastLogLimit), 0)) return arctanh_general(xd, yd);
     uint32_t placement;
     const long double t = atan_ratio(2 * y, d, &placement);
-    *re = rounded(quarter_log1p(q));
-    *im = rounded(half_atan(t, placement));
-    return;
+    const double re = rounded(quarter_log1p(q));
+    return {re, rounded(half_atan(t, placement))};
   }
   if (is_nan(xd) || is_nan(yd)) {
     const long double nan = static_cast<long double>(xd) + yd;  // quiet: no flag
-    *re = round_to<double>(is_inf(xd) || is_inf(yd) || is_zero(xd) ? 0.0L : nan);
-    *im = round_to<double>(is_inf(yd) ? kHalfPi : nan);
-  } else {
-    *re = 0;
-    *im = round_to<double>(kHalfPi);
+    return {round_to<double>(is_inf(xd) || is_inf(yd) || is_zero(xd) ? 0.0L : nan),
+            round_to<double>(is_inf(yd) ? kHalfPi : nan)};
   }
+  return {0, round_to<double>(kHalfPi)};
 }
 
 // The magnitude of v by its sign bit (no x87 load).
 inline double magnitude(double v) { return kel::double_from_bits(kel::bits(v) & ~(uint64_t{1} << 63)); }
 
 Kel64fc atanh_kernel(Kel64fc z) {
-  double re, im;
-  arctanh(magnitude(z.re), magnitude(z.im), &re, &im);
-  return underflow_checked({signed_like(re, z.re), signed_like(im, z.im)});
+  const Kel64fc w = arctanh(magnitude(z.re), magnitude(z.im));
+  return underflow_checked({signed_like(w.re, z.re), signed_like(w.im, z.im)});
 }
 
 Kel64fc asin_kernel(Kel64fc z) { return times_minus_i(asinh_kernel(times_i(z))); }
