@@ -82,7 +82,7 @@ inline int screen(T x, T* y) {
 inline double scale_cell(uint32_t field) { return kel::double_from_bits(static_cast<uint64_t>(field & 0x7FF) << 52); }
 
 // r = x - k*ln2/64 with k = round(x*64/ln2); j = k & 63, m = k >> 6.
-inline double reduce(double x, uint32_t* j, int32_t* m) {
+[[gnu::always_inline]] inline double reduce(double x, uint32_t* j, int32_t* m) {
   const double t = x * kTables.inv_ln2_64;
   const double n = t + kTables.shifter;
   const int32_t k = static_cast<int32_t>(kel::low_word(n));
