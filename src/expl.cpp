@@ -153,7 +153,11 @@ inline long double scale_tiny(const Reduced& q, long double sc1, long double sc2
 }  // namespace
 
 KEL_API long double orxexpl_scalar(long double x) {
-  const kel::LdBits b = kel::Ld::bits(x);
+  // The fields by a full copy of the register rather than Ld::bits: x stays
+  // in its register (Ld::bits would spill it and reload it by 80-bit loads
+  // for each use below), and the copy's slow forwarding only delays the
+  // predicted branches.
+  const kel::LdBits b = __builtin_bit_cast(kel::LdBits, x);
   const int e = kel::Ld::biased_exponent(b);
   if (e >= 16389) return expl_large(x, b);  // |x| >= 64, inf, NaN
   if (e >= 16378) {                         // 2^-5 <= |x| < 64

@@ -77,7 +77,18 @@ struct Format<long double> {
   static constexpr uint32_t kExponentMask = 0x7FFF;  // of se; also the infinity/NaN field
   static constexpr uint64_t kLeadingBit = uint64_t{1} << 63;
 
-  static LdBits bits(long double x) { return __builtin_bit_cast(LdBits, x); }
+  // The two fields read through a union (GCC defines the punning): a 16-byte
+  // copy of a value spilled by an 80-bit store would wait for that store
+  // instead of taking its bytes from it, and taking the address of x would
+  // keep x in memory, to be reloaded by 80-bit loads.
+  static LdBits bits(long double x) {
+    union {
+      long double v;
+      LdBits b;
+    } u;
+    u.v = x;
+    return LdBits{u.b.mant, u.b.se, {}};
+  }
   static long double from_bits(LdBits b) { return __builtin_bit_cast(long double, b); }
   // mant * 2^(biased - 16383 - 63) with the sign bit of sign (0 or 0x8000);
   // mant must have its leading bit set (or be zero with biased 0).
@@ -115,6 +126,10 @@ inline double double_from_bits(uint64_t b) { return Format<double>::from_bits(b)
 inline float float_from_bits(uint32_t b) { return Format<float>::from_bits(b); }
 inline uint32_t high_word(double x) { return static_cast<uint32_t>(bits(x) >> 32); }
 inline uint32_t low_word(double x) { return static_cast<uint32_t>(bits(x)); }
+// |x| by clearing the sign bit: no flag, and no x87 round trip for a value
+// held in memory or in an SSE register of the 64-bit build.
+inline double abs_bits(double x) { return double_from_bits(bits(x) & ~Format<double>::kSignMask); }
+inline float abs_bits(float x) { return float_from_bits(bits(x) & ~Format<float>::kSignMask); }
 
 inline bool is_nan(double x) { return Format<double>::is_nan(x); }
 inline bool is_nan(float x) { return Format<float>::is_nan(x); }
