@@ -360,18 +360,7 @@ inline long double fast_gauss_times(long double a, long double c) {
   return (e[0] + (e[1] + (e[0] * q + e[1] * q))) * scaled;
 }
 
-// Stores r rounded to T; a float r near a float midpoint goes to the element
-// kernel instead.
-template <class T>
-inline void store_fast(long double r, T x, T* y, int (*element)(T, T*)) {
-  if constexpr (sizeof(T) == 4) {
-    if (!kel::fr::settles<kFastErrorUnits>(r)) [[unlikely]] {
-      element(x, y);
-      return;
-    }
-  }
-  *y = kel::round_to<T>(r);
-}
+using kel::fr::store_fast;
 
 // ---- Members ----
 //
@@ -390,7 +379,7 @@ struct ErfFast : MainRange<kSixDouble, kSixFloat> {
   [[gnu::always_inline, gnu::flatten]] static void main(T x, T* y) {
     const long double a = magnitude(x);
     const long double v = a < kSeries ? a * fast_poly(kFast.series, a * a) : fast_erf_cell(x, a);
-    store_fast(is_negative(x) ? -v : v, x, y, erf_kernel<T>);
+    store_fast<kFastErrorUnits>(is_negative(x) ? -v : v, x, y, erf_kernel<T>);
   }
   template <class T>
   static int element(T x, T* y) {
@@ -415,7 +404,7 @@ struct ErfcFast : MainRange<kErfcLimitDouble, kErfcLimitFloat> {
       const kel::erf_data::FastCell& c = kFast.erfc[fast_cell(x)];
       v = fast_gauss_times(a, fast_poly(c.p, a - c.mid));
     }
-    store_fast(v, x, y, erfc_kernel<T>);
+    store_fast<kFastErrorUnits>(v, x, y, erfc_kernel<T>);
   }
   template <class T>
   static int element(T x, T* y) {

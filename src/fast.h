@@ -177,9 +177,10 @@ template <class T>
   return {part(odd, sx ^ s2 ^ (sr & (odd ^ 1))), part(odd ^ 1, s2 ^ (odd & (sr ^ 1)))};
 }
 
-// e^x for |x| <= 64, relative error below 2^-63: x = n ln2/256 + r
-// with orxexpl_scalar's constants (n ln2/256 in two pieces, |r| <= ln2/512
-// plus rounding), e^r - 1 = q = r + r^2 P(r) with its fit kP (2^-66.4), and
+// e^x for |x| <= 704, relative error below 2^-63: x = n ln2/256 + r
+// with orxexpl_scalar's constants (n ln2/256 in two pieces, the first of 29
+// bits, so that n times it is exact for |n| < 2^18 and so is its difference
+// with x; |r| <= ln2/512 plus rounding), e^r - 1 = q = r + r^2 P(r) with its fit kP (2^-66.4), and
 // e^x = 2^m (T + t)(1 + q), T + t = 2^(j/256) from its table, n = 256 m + j;
 // the roundings of T q and of the last sum are each below 2^-64 of the result.
 inline long double exp_moderate(long double x) {

@@ -102,6 +102,20 @@ inline long double settle(DD v) {
   return v.hi;
 }
 
+// Stores a fast path's value r of element x rounded to T.  A float r within
+// Bound units of 2^-64 (its error bound) of a float rounding point goes to
+// the member's general element instead, which rounds correctly on every float.
+template <uint64_t Bound, class T, class Element>
+inline void store_fast(long double r, T x, T* out, Element element) {
+  if constexpr (sizeof(T) == 4) {
+    if (!settles<Bound>(r)) [[unlikely]] {
+      element(x, out);
+      return;
+    }
+  }
+  *out = round_to<T>(r);
+}
+
 // ---- Double-length arithmetic on long doubles (relative error about 2^-124
 // per operation) ----
 

@@ -1,9 +1,10 @@
 // Hyperbolic sine, cosine and tangent.
 //
-// Every member evaluates in double arithmetic (53-bit significands under the
-// frame's guard) and rounds once more when the element is stored; the float
+// The element kernels evaluate in double arithmetic (53-bit significands under
+// the frame's guard) and round once more when the element is stored; the float
 // members run the double algorithm and store to float, and the A50 member
-// shares the A53 algorithm.  The functions are odd (sinh, tanh) or even
+// shares the A53 algorithm.  Sinh and Cosh take most elements through a
+// shorter main path in extended precision instead (end of this file).  The functions are odd (sinh, tanh) or even
 // (cosh), so the algorithm works on a = |x| and puts the sign back last.
 //
 // Core: e^a = 2^m * V with V = 2^(j/64) e^r carried as a double-double
@@ -39,6 +40,7 @@
 // the overflow threshold of the format store +-Inf and report overflow; tanh
 // of |x| >= 22 is +-1 with inexact.
 #include "exp_data.h"
+#include "fast.h"
 #include "float_rounding.h"
 #include "frame.h"
 #include "hyperbolic_data.h"
@@ -183,8 +185,7 @@ double tanh_positive(double a) {
 
 template <class T>
 inline double magnitude(T x) {
-  const double xd = x;
-  return kel::Format<T>::negative(x) ? -xd : xd;
+  return __builtin_fabs(static_cast<double>(x));
 }
 
 // x (1 + 2^-60) rounds to x: the value of sinh and tanh for |x| < 2^-27, with
@@ -285,8 +286,50 @@ int tanh_kernel(T x, T* y) {
   return kelStatusNoError;
 }
 
+// ---- The main path of Sinh and Cosh ----
+//
+// The Sinh and Cosh members run at 64-bit precision, two elements at a time.
+// For 2^-27 <= a = |x| < 704 (89 for floats; both below the overflow
+// thresholds):
+//   a < 1/2:  kel::fast::sinh_cosh, Taylor series, relative error below 2^-62;
+//   a >= 1/2: h = e^a / 2 from kel::fast::exp_moderate, within 2^-63 (its
+//             reduction stays exact up to 704: n < 2^18, and n times the 29-bit
+//             first piece of ln2/256 fits 47 bits), then
+//             cosh a = h + 1/(4h)  within 2^-62.4,
+//             sinh a = h - 1/(4h)  within 2^-61.5 (the subtraction multiplies
+//             the error of h by at most coth(1/2) = 2.2).
+// Double results are then within 0.5 + 2^-8.5 ulp.  The element kernels above
+// take everything else (NaNs, infinities, tiny and overflowing elements) and
+// the float results within the error bound of a float rounding point, under
+// the 53-bit precision they are written for.
+constexpr uint64_t kSinhCoshErrorUnits = 16;
+
+template <bool Sine>
+struct SinhCoshFast : kel::frame::MagnitudeScreen<0x3E400000, 0x40860000, 0x32000000, 0x42B20000> {
+  template <class T>
+  [[gnu::always_inline, gnu::flatten]] static void main(T x, T* out) {
+    const double a = kel::abs_bits(static_cast<double>(x));
+    long double r;
+    if (a < 0.5) {
+      const kel::ld::SinhCosh s = kel::fast::sinh_cosh(a);
+      r = Sine ? s.sinh : s.cosh;
+    } else {
+      const long double h = 0.5L * kel::fast::exp_moderate(a);
+      const long double g = 0.25L / h;
+      r = Sine ? h - g : h + g;
+    }
+    if (Sine && kel::Format<T>::negative(x)) r = -r;
+    kel::fr::store_fast<kSinhCoshErrorUnits>(r, x, out, element<T>);
+  }
+  template <class T>
+  static int element(T x, T* out) {
+    kel::PrecisionGuard<kel::kPrecision53Nearest> real;
+    return Sine ? sinh_kernel(x, out) : cosh_kernel(x, out);
+  }
+};
+
 }  // namespace
 
-KEL_REAL_FAMILY(UNARY, kRealGuard, Sinh, sinh_kernel<float>, sinh_kernel<double>, sinh_kernel<double>)
-KEL_REAL_FAMILY(UNARY, kRealGuard, Cosh, cosh_kernel<float>, cosh_kernel<double>, cosh_kernel<double>)
+KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Sinh, SinhCoshFast<true>, SinhCoshFast<true>, SinhCoshFast<true>)
+KEL_REAL_FAMILY(PAIRS_UNARY, kExtendedRealGuard, Cosh, SinhCoshFast<false>, SinhCoshFast<false>, SinhCoshFast<false>)
 KEL_REAL_FAMILY(UNARY, kRealGuard, Tanh, tanh_kernel<float>, tanh_kernel<double>, tanh_kernel<double>)

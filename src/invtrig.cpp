@@ -245,18 +245,7 @@ inline long double asin_acos_main(T x) {
   return (k.hi + u) + (k.lo + u * gw);
 }
 
-// A float result within Bound units of 2^-64 of a float rounding point goes
-// to the general kernel, whose results round correctly on every float.
-template <uint64_t Bound, class T, class Element>
-inline void store_fast(long double r, T x, T* out, Element element) {
-  if constexpr (sizeof(T) == 4) {
-    if (!kel::fr::settles<Bound>(r)) [[unlikely]] {
-      element(x, out);
-      return;
-    }
-  }
-  *out = round_to<T>(r);
-}
+using kel::fr::store_fast;
 
 // The Atan, Asin and Acos members: the whole call at 64-bit precision (the
 // real guard restored around a report), two elements at a time.  The main

@@ -92,14 +92,16 @@ TEST(HyperbolicThreshold, NeighboursInBothPrecisions) {
 }
 
 // Design bound 0.51 ulp (double), 0.5001 (float) where the paths meet: series
-// limits, cancellation above 1/8, the dropped reciprocal, the split scaling.
+// limits, cancellation above 1/8, the dropped reciprocal, the split scaling,
+// the edges of the extended main path (2^-27, 1/2, 704; 89 for floats).
 TEST(HyperbolicAccuracy, DesignBoundWhereThePathsMeet) {
   const struct {
     const Family* f;
     double lo, hi;
   } regions[] = {
       {&kSinh, 0x1p-28, 0x1p-26}, {&kSinh, 0.1, 0.3},     {&kSinh, 0.3, 1.0},    {&kSinh, 21.0, 23.0},
-      {&kSinh, 700.0, kOver64},   {&kCosh, 0x1p-28, 0.5}, {&kCosh, 0.5, 30.0},   {&kCosh, 710.0, kOver64},
+      {&kSinh, 700.0, kOver64},   {&kCosh, 0x1p-28, 0.5}, {&kCosh, 0.5, 30.0},   {&kCosh, 700.0, kOver64},
+      {&kCosh, 88.0, 90.0},
       {&kTanh, 0x1p-28, 0x1p-26}, {&kTanh, 0.05, 0.3},    {&kTanh, 0.3, 3.0},    {&kTanh, 3.0, 22.0},
   };
   uint64_t seed = 100;
