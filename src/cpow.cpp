@@ -28,7 +28,8 @@
 //
 // Special values, as C99's cpow = cexp(y clog x) implies, with x^0 = 1:
 //   y = +-0 +- i0 (any x, NaN included)   1 + i0 (sign of the zero below)
-//   x = +-0 +- i0, y finite:   Re y > 0   +0 + i0
+//   x = +-0 +- i0, y finite:   Re y > 0   +0 +- i0 (the sign of Im x, so
+//                                         that conj(x)^conj(y) = conj(x^y))
 //                              Re y < 0   +inf + i NaN  (divide-by-zero)
 //                              Re y = 0   NaN + i NaN   (invalid)
 //   any other infinite or NaN part    cexp(y clog x), with the products of
@@ -315,7 +316,7 @@ double zero_of_unit_power(double a, double b, double d) {
       const double inf = round_to<double>(1.0L / kel::opaque(0.0L));  // divide-by-zero
       return {inf, round_to<double>(kel::opaque(0.0L) * inf)};       // NaN, invalid
     }
-    return {0.0, 0.0};
+    return {0.0, kel::is_negative(b) ? -0.0 : 0.0};
   }
   // Some part infinite or NaN: cexp(y clog x) with the products as written.
   const Kel64fc l = orxclog_scalar(x);
