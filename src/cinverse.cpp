@@ -306,11 +306,8 @@ Kel64fc arctanh(double xd, double yd) {
   return {0, round_to<double>(kHalfPi)};
 }
 
-// The magnitude of v by its sign bit (no x87 load).
-inline double magnitude(double v) { return kel::double_from_bits(kel::bits(v) & ~(uint64_t{1} << 63)); }
-
 Kel64fc atanh_kernel(Kel64fc z) {
-  const Kel64fc w = arctanh(magnitude(z.re), magnitude(z.im));
+  const Kel64fc w = arctanh(kel::abs_bits(z.re), kel::abs_bits(z.im));
   return underflow_checked({signed_like(w.re, z.re), signed_like(w.im, z.im)});
 }
 

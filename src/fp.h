@@ -126,10 +126,9 @@ inline double double_from_bits(uint64_t b) { return Format<double>::from_bits(b)
 inline float float_from_bits(uint32_t b) { return Format<float>::from_bits(b); }
 inline uint32_t high_word(double x) { return static_cast<uint32_t>(bits(x) >> 32); }
 inline uint32_t low_word(double x) { return static_cast<uint32_t>(bits(x)); }
-// |x| by clearing the sign bit: no flag, and no x87 round trip for a value
-// held in memory or in an SSE register of the 64-bit build.
+// |x| by clearing the sign bit: no flag, no x87 load (which would quiet a
+// signalling NaN), and no x87 round trip for a value held in memory.
 inline double abs_bits(double x) { return double_from_bits(bits(x) & ~Format<double>::kSignMask); }
-inline float abs_bits(float x) { return float_from_bits(bits(x) & ~Format<float>::kSignMask); }
 
 inline bool is_nan(double x) { return Format<double>::is_nan(x); }
 inline bool is_nan(float x) { return Format<float>::is_nan(x); }
